@@ -57,7 +57,7 @@ int xlist_prepend(xlist **list, void *item);
 
 /* Removes the first node that holds exactly this pointer; a non-zero free_data releases the item with _xfree.
  * 1, or 0 when there is none. Linear time. */
-int xlist_remove(xlist **list, void *item, unsigned char free_data);
+int xlist_remove(xlist **list, const void *item, unsigned char free_data);
 
 /* Releases all nodes and sets *list to NULL; xlist_free_all first releases every item with _xfree. */
 void xlist_free(xlist **list);

@@ -67,7 +67,8 @@ xdictionary *xdictionary_dup(const xdictionary *d);
  * new key then stands in both trees with no count of the second: delete only one of them. */
 xdictionary *xdictionary_merge(xdictionary *destination, const xdictionary *source);
 
-/* Prints the tree to standard output, a line an entry, indented by 4 * indent spaces and more inside groups. */
+/* Prints the tree to standard output, a line an entry, indented by 4 * indent spaces and more inside groups. Recurses
+ * once a level: not for trees that are nested thousands deep. */
 void xdictionary_out(const xdictionary *d, int indent);
 
 /* Loads a configuration file into a new tree (xdictionary_del). NULL when path is NULL, the file cannot be opened or a

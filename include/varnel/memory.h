@@ -64,7 +64,7 @@ int x_replace_allocator(x_allocate_t allocate, x_reallocate_t reallocate, x_allo
 void *greedy_realloc(void **block, size_t *allocated, size_t need);
 
 /* Returns a new zeroed block of 2 * size bytes that starts with the size bytes of block, and releases
- * block (NULL allowed when size is 0). Never grows in place. Aborts when memory is short. */
+ * block (NULL counts as size zero bytes). Never grows in place. Aborts when memory is short. */
 void *x_mem_double(void *block, size_t size);
 
 /* The system's page size in bytes, as sysconf(_SC_PAGESIZE) (POSIX) gives it, asked once per thread.

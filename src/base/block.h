@@ -53,7 +53,7 @@ public:
     Block &operator=(Block &&) = delete;
     ~Block() { _xfree(block_); }
 
-    T *get() const { return block_; }
+    [[nodiscard]] T *get() const { return block_; }
     T *operator->() const { return block_; }
 
     // Hands the block to the caller.

@@ -19,7 +19,7 @@ constexpr size_t kGreedyMinimum = 512;
 
 // Of the thread; 0: not asked yet. On glibc the static model saves the call of a run-time function that only the
 // dynamic loader has; other C libraries refuse such variables in libraries opened at run time.
-#ifdef __GLIBC__
+#if defined(__GLIBC__) && !defined(__UCLIBC__) // uClibc defines both
 __attribute__((tls_model("initial-exec")))
 #endif
 thread_local size_t cached_page_size;
@@ -77,7 +77,7 @@ void *greedy_realloc(void **block, size_t *allocated, size_t need) {
 
 void *x_mem_double(void *block, size_t size) {
     void *const doubled = xmalloc0(varnel::sum_or_abort(size, size));
-    if (size != 0)
+    if (block != nullptr)
         memcpy(doubled, block, size);
     _xfree(block);
     return doubled;

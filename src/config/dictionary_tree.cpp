@@ -61,13 +61,13 @@ xdictionary *copy_slots(const xdictionary *d) {
         return copy;
     copy->count = d->count;
     for (uint32_t slot = 0; slot < d->size; ++slot) {
-        if (!is_occupied(d, slot))
+        copy->hashes[slot] = d->hashes[slot];
+        copy->types[slot] = d->types[slot];
+        if (!is_occupied(d, slot)) // what a removed group left in the hole is not the source's any more
             continue;
         const bool nested = d->types[slot] != XDICTIONARY_STRING;
         copy->keys[slot] = xstrdup(d->keys[slot]);
         copy->values[slot] = nested ? d->values[slot] : xstrdup(static_cast<const char *>(d->values[slot]));
-        copy->hashes[slot] = d->hashes[slot];
-        copy->types[slot] = d->types[slot];
     }
     return copy;
 }

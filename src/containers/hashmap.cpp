@@ -29,16 +29,18 @@ int hashmap_ensure_allocated(hashmap **map, hash_func_t hash_fn, compare_func_t 
 
 namespace {
 
-// What a look-up told: the entry, and the bucket that a new one goes to.
+// What a look-up told: the entry with its value at that time, and the bucket that a new one goes to.
 struct Place {
-    hashmap_entry *entry;
+    const hashmap_entry *entry;
+    const void *value;
     uint32_t bucket;
 };
 
 Place locate(hashmap *map, const void *key) {
     const ReadLock lock(map->lock);
     const uint32_t bucket = bucket_of(map, key);
-    return {find_in_bucket(map, bucket, key), bucket};
+    const hashmap_entry *const entry = find_in_bucket(map, bucket, key);
+    return {entry, entry != nullptr ? entry->value : nullptr, bucket};
 }
 
 // Makes room for a new key; returns its bucket.
@@ -56,7 +58,7 @@ uint32_t make_room(hashmap *map, const void *key, uint32_t bucket) {
 int hashmap_put(hashmap *map, const void *key, void *value) {
     const Place place = locate(map, key);
     if (place.entry != nullptr)
-        return place.entry->value == value ? 0 : -EEXIST;
+        return place.value == value ? 0 : -EEXIST;
     const uint32_t bucket = make_room(map, key, place.bucket);
     auto *const entry = try_new_array<hashmap_entry>(1);
     if (entry == nullptr)
@@ -87,7 +89,9 @@ int hashmap_update(hashmap *map, const void *key, void *value) {
     return 0;
 }
 
-void *hashmap_get(hashmap *map, const void *key) { return key != nullptr ? hashmap_get2(map, key, nullptr) : nullptr; }
+void *hashmap_get(hashmap *map, const void *key) {
+    return key != nullptr ? hashmap_get2(map, key, nullptr) : nullptr;
+}
 
 void *hashmap_get2(hashmap *map, const void *key, void **stored_key) {
     hashmap_entry *const entry = map != nullptr ? find_locked(map, key) : nullptr;
@@ -99,9 +103,13 @@ void *hashmap_get2(hashmap *map, const void *key, void **stored_key) {
     return entry->value;
 }
 
-int hashmap_contains(hashmap *map, const void *key) { return map != nullptr && find_locked(map, key) != nullptr; }
+int hashmap_contains(hashmap *map, const void *key) {
+    return map != nullptr && find_locked(map, key) != nullptr;
+}
 
-void *hashmap_remove(hashmap *map, const void *key) { return hashmap_remove2(map, key, nullptr); }
+void *hashmap_remove(hashmap *map, const void *key) {
+    return hashmap_remove2(map, key, nullptr);
+}
 
 void *hashmap_remove2(hashmap *map, const void *key, void **stored_key) {
     hashmap_entry *const entry = map != nullptr ? find_locked(map, key) : nullptr;
@@ -131,8 +139,14 @@ void *hashmap_remove_value(hashmap *map, const void *key, void *value) {
     return value;
 }
 
-uint32_t hashmap_size(const hashmap *map) { return map != nullptr ? map->entry_count : 0; }
+uint32_t hashmap_size(const hashmap *map) {
+    return map != nullptr ? map->entry_count : 0;
+}
 
-uint32_t hashmap_buckets(const hashmap *map) { return map != nullptr ? map->bucket_count : 0; }
+uint32_t hashmap_buckets(const hashmap *map) {
+    return map != nullptr ? map->bucket_count : 0;
+}
 
-int hashmap_isempty(const hashmap *map) { return hashmap_size(map) == 0; }
+int hashmap_isempty(const hashmap *map) {
+    return hashmap_size(map) == 0;
+}

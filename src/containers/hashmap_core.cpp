@@ -17,11 +17,13 @@ VARNEL_OFFSET32(hashmap, entry_count, 24);
 VARNEL_OFFSET32(hashmap, pooled, 28);
 VARNEL_OFFSET32(hashmap, lock, 32);
 VARNEL_OFFSET32(hashmap, inline_buckets, 32 + sizeof(pthread_rwlock_t));
-VARNEL_SIZE32(hashmap, 32 + sizeof(pthread_rwlock_t) + 4 * HASHMAP_INLINE_BUCKETS);
+VARNEL_SIZE32(hashmap, 32 + sizeof(pthread_rwlock_t) + size_t{4} * HASHMAP_INLINE_BUCKETS);
 
 namespace varnel {
 
-uint32_t bucket_of(const hashmap *map, const void *key) { return map->hash_fn(key) % map->bucket_count; }
+uint32_t bucket_of(const hashmap *map, const void *key) {
+    return map->hash_fn(key) % map->bucket_count;
+}
 
 hashmap_entry *find_in_bucket(const hashmap *map, uint32_t bucket, const void *key) {
     hashmap_entry *entry = map->buckets[bucket];

@@ -62,6 +62,10 @@ static void *steal_first(hashmap *map, void *hashmap_entry::*part) {
     return stolen;
 }
 
-void *hashmap_steal_first(hashmap *map) { return steal_first(map, &hashmap_entry::value); }
+void *hashmap_steal_first(hashmap *map) {
+    return steal_first(map, &hashmap_entry::value);
+}
 
-void *hashmap_steal_first_key(hashmap *map) { return steal_first(map, &hashmap_entry::key); }
+void *hashmap_steal_first_key(hashmap *map) {
+    return steal_first(map, &hashmap_entry::key);
+}

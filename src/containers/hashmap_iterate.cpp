@@ -22,10 +22,8 @@ constexpr Direction kForwards = {HASHMAP_ITERATE_START, HASHMAP_ITERATE_END, &ha
 constexpr Direction kBackwards = {HASHMAP_ITERATE_END, HASHMAP_ITERATE_START, &hashmap::order_last,
                                   &hashmap_entry::order_prev};
 
-// The entry that the token names, or nullptr at the end.
+// The entry that the token names, or nullptr when the map is empty.
 hashmap_entry *current_entry(const hashmap *map, const Direction &direction, uintptr_t token) {
-    if (token == direction.end)
-        return nullptr;
     return token == direction.start ? map->*direction.first : reinterpret_cast<hashmap_entry *>(token);
 }
 
@@ -37,7 +35,7 @@ void *finish(const Direction &direction, uintptr_t *token, void **key) {
 }
 
 void *step(hashmap *map, const Direction &direction, uintptr_t *token, void **key) {
-    if (map == nullptr)
+    if (map == nullptr || *token == direction.end)
         return finish(direction, token, key);
     const ReadLock lock(map->lock);
     const hashmap_entry *const entry = current_entry(map, direction, *token);
@@ -52,7 +50,9 @@ void *step(hashmap *map, const Direction &direction, uintptr_t *token, void **ke
 
 } // namespace
 
-void *hashmap_iterate(hashmap *map, uintptr_t *token, void **key) { return step(map, kForwards, token, key); }
+void *hashmap_iterate(hashmap *map, uintptr_t *token, void **key) {
+    return step(map, kForwards, token, key);
+}
 
 void *hashmap_iterate_backwards(hashmap *map, uintptr_t *token, void **key) {
     return step(map, kBackwards, token, key);
@@ -66,13 +66,21 @@ void *hashmap_iterate_skip(hashmap *map, const void *key, uintptr_t *token) {
     return entry->value;
 }
 
-static bool has_entries(const hashmap *map) { return map != nullptr && map->order_first != nullptr; }
+static bool has_entries(const hashmap *map) {
+    return map != nullptr && map->order_first != nullptr;
+}
 
-void *hashmap_first(const hashmap *map) { return has_entries(map) ? map->order_first->value : nullptr; }
+void *hashmap_first(const hashmap *map) {
+    return has_entries(map) ? map->order_first->value : nullptr;
+}
 
-void *hashmap_first_key(const hashmap *map) { return has_entries(map) ? map->order_first->key : nullptr; }
+void *hashmap_first_key(const hashmap *map) {
+    return has_entries(map) ? map->order_first->key : nullptr;
+}
 
-void *hashmap_last(const hashmap *map) { return has_entries(map) ? map->order_last->value : nullptr; }
+void *hashmap_last(const hashmap *map) {
+    return has_entries(map) ? map->order_last->value : nullptr;
+}
 
 void *hashmap_next(hashmap *map, const void *key) {
     const hashmap_entry *const entry = map != nullptr ? find_locked(map, key) : nullptr;

@@ -24,15 +24,13 @@ int xarray_add(xarray *array, void *item) {
         void *const first = xmalloc0(size != 0 ? size : sizeof(void *));
         array->items = static_cast<void **>(require(first, "xarray_add: xmalloc0 error.\n"));
     }
-    const auto new_count = static_cast<uint16_t>(array->count + 1);
-    if (new_count == 0)
+    if (array->count == UINT16_MAX)
         return 0;
     void *block = array->items;
     array->items = static_cast<void **>(greedy_realloc(&block, &size, size + sizeof(void *)));
     if (array->items == nullptr)
         return 0;
-    array->items[array->count] = item;
-    array->count = new_count;
+    array->items[array->count++] = item;
     return 1;
 }
 

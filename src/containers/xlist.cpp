@@ -61,7 +61,7 @@ static xlist *unlink_node(xlist *head, xlist *previous, xlist *node) {
     return new_head;
 }
 
-int xlist_remove(xlist **list, void *item, unsigned char free_data) {
+int xlist_remove(xlist **list, const void *item, unsigned char free_data) {
     if (list == nullptr)
         return 0;
     xlist *previous = nullptr;

@@ -50,7 +50,7 @@ xdata *xdata_copy(xdata *destination, const xdata *source) {
     if (destination == nullptr || source == nullptr)
         return nullptr;
     if (!is_type(source->type)) {
-        memset(destination, 0, sizeof *destination);
+        memset(reinterpret_cast<uint8_t *>(destination), 0, sizeof *destination);
         return nullptr;
     }
     if (source->type == XDATA_STRING)

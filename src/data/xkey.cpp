@@ -5,6 +5,7 @@
 #include "base/layout.h"
 #include "base/log.h"
 
+#include <errno.h>
 #include <stdio.h>
 
 using namespace varnel;
@@ -124,9 +125,13 @@ char *xkey_to_string(const xkey *key) {
         return nullptr;
     const bool has_group = key->group.str != nullptr;
     const bool has_name = has_group && key->name.str != nullptr;
-    uint32_t size = sum_or_abort(key->layer.len, has_group ? key->group.len : 0);
-    size = sum_or_abort(size, has_name ? key->name.len : 0);
-    char *const text = require(new_bytes<char>(size), "xkey_to_string xmalloc0 error: %m\n");
+    const uint64_t wanted =
+        uint64_t{key->layer.len} + (has_group ? key->group.len : 0) + (has_name ? key->name.len : 0);
+    const auto size = static_cast<uint32_t>(wanted);
+    if (wanted > UINT32_MAX)
+        errno = ENOMEM;
+    char *const text =
+        require(wanted <= UINT32_MAX ? new_bytes<char>(size) : nullptr, "xkey_to_string xmalloc0 error: %m\n");
     snprintf(text, size, "%s", key->layer.str);
     if (has_group)
         put_part(text, size, key->layer.len - 1, key->group.str);

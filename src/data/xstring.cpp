@@ -12,7 +12,7 @@ xstring *xstring_copy(xstring *destination, const xstring *source) {
     if (destination == nullptr || source == nullptr)
         return nullptr;
     const uint32_t size = sum_or_abort<uint32_t>(source->len, 1);
-    char *const copy = new_bytes<char>(size);
+    auto *const copy = new_bytes<char>(size);
     if (source->str != nullptr)
         memcpy(copy, source->str, source->len);
     *destination = {copy, source->len};

@@ -20,11 +20,11 @@ class MessageReader {
 public:
     MessageReader(const uint8_t *bytes, uint32_t size) : bytes_(bytes), size_(size) {}
 
-    // Decodes the next entry into a zeroed record. False when it is malformed; nothing is kept then.
-    bool read(xdata *x);
+    // Decodes the next entry into a zeroed record. 0, or the errno value of the failure: no string is kept then.
+    [[nodiscard]] int read(xdata *x);
 
 private:
-    static bool read_string(xdata *x, const uint8_t *payload, uint32_t size);
+    [[nodiscard]] static int read_string(xdata *x, const uint8_t *payload, uint32_t size);
     void read_scalar(xdata *x, uint32_t payload) const;
 
     const uint8_t *bytes_;
@@ -32,32 +32,36 @@ private:
     uint32_t position_ = kMessageHeaderSize;
 };
 
-bool MessageReader::read(xdata *x) {
+int MessageReader::read(xdata *x) {
     if (size_ - position_ < kSmallestRest)
-        return false;
+        return EINVAL;
     const uint32_t type = load_be<uint16_t>(bytes_ + position_);
     const uint32_t size = load_be<uint16_t>(bytes_ + position_ + 2);
     if (!is_type(type) || (size == 0 && type != XDATA_STRING))
-        return false;
+        return EINVAL;
     const uint32_t payload = position_ + kEntryHeaderSize;
     if (size > size_ - payload)
-        return false;
+        return EINVAL;
     x->type = type;
-    if (type != XDATA_STRING)
-        read_scalar(x, payload);
-    else if (!read_string(x, bytes_ + payload, size))
-        return false;
     position_ = payload + size;
-    return true;
+    if (type == XDATA_STRING)
+        return read_string(x, bytes_ + payload, size);
+    read_scalar(x, payload);
+    return 0;
 }
 
 // A string ends with a counted zero byte, unless it has no bytes at all.
-bool MessageReader::read_string(xdata *x, const uint8_t *payload, uint32_t size) {
-    if (size != 0 && payload[size - 1] != 0)
-        return false;
-    if (size != 0)
-        x->value.s = {copy_bytes(payload, size), size};
-    return true;
+int MessageReader::read_string(xdata *x, const uint8_t *payload, uint32_t size) {
+    if (size == 0)
+        return 0;
+    Block copy(static_cast<char *>(xmalloc(size)));
+    if (copy.get() == nullptr)
+        return ENOMEM;
+    memcpy(copy.get(), payload, size);
+    if (copy.get()[size - 1] != 0)
+        return EINVAL;
+    x->value.s = {copy.release(), size};
+    return 0;
 }
 
 // Takes as many bytes as the type has, whatever the entry's size says, and zeros for those that the buffer lacks.
@@ -92,16 +96,17 @@ void free_records(xdata *records, uint32_t count) {
     _xfree(records);
 }
 
-// The records, or nullptr when an entry is malformed.
-xdata *read_records(MessageReader reader, uint32_t count) {
-    auto *const records = new_bytes<xdata>(count * sizeof(xdata));
+// Stores the records (nullptr for none) in *params. 0, or the errno value of the failure.
+int read_records(MessageReader reader, uint32_t count, xdata **params) {
+    auto *const records = count != 0 ? new_bytes<xdata>(count * sizeof(xdata)) : nullptr;
     for (uint32_t i = 0; i < count; ++i) {
-        if (!reader.read(&records[i])) {
+        if (const int error = reader.read(&records[i])) {
             free_records(records, i);
-            return nullptr;
+            return error;
         }
     }
-    return records;
+    *params = records;
+    return 0;
 }
 
 } // namespace
@@ -109,18 +114,14 @@ xdata *read_records(MessageReader reader, uint32_t count) {
 int32_t xdeserialize_message(const void *buffer, uint32_t size, uint32_t *control, xdata **params) {
     const auto *const bytes = static_cast<const uint8_t *>(buffer);
     Header header;
-    xdata *records = nullptr;
-    bool ok = bytes != nullptr && read_header(bytes, size, header);
-    if (ok && header.param_count != 0) {
-        records = read_records(MessageReader(bytes, size), header.param_count);
-        ok = records != nullptr;
-    }
-    if (!ok) {
-        errno = EINVAL; // last, because releases may have set it
+    int error = EINVAL;
+    if (bytes != nullptr && read_header(bytes, size, header))
+        error = read_records(MessageReader(bytes, size), header.param_count, params);
+    if (error != 0) {
+        errno = error; // last, because releases may have set it
         return -1;
     }
     *control = header.control;
-    *params = records;
     return static_cast<int32_t>(header.param_count);
 }
 

@@ -38,7 +38,7 @@ public:
 
 private:
     bool reserve(uint32_t size);
-    void put_payload(uint8_t *to, const xdata *param, uint32_t size) const;
+    static void put_payload(uint8_t *to, const xdata *param, uint32_t size);
 
     uint8_t *block_;
     size_t capacity_ = 0; // the header's bytes do not count, so the first parameter always reallocates
@@ -60,7 +60,7 @@ bool MessageWriter::reserve(uint32_t size) {
     return true;
 }
 
-void MessageWriter::put_payload(uint8_t *to, const xdata *param, uint32_t size) const {
+void MessageWriter::put_payload(uint8_t *to, const xdata *param, uint32_t size) {
     const TypeInfo &type = type_info(param->type);
     if (type.big_endian)
         copy_big_endian(to, value_bytes(param), size);
@@ -76,6 +76,7 @@ int MessageWriter::put_param(const xdata *param) {
     if (param == nullptr)
         return EINVAL;
     if (!is_type(param->type)) {
+        errno = EINVAL;
         log_error("Invalid parameter type %d\n", static_cast<int>(param->type));
         return EINVAL;
     }

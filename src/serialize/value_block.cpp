@@ -51,10 +51,10 @@ uint32_t xserialize(const xdata *value, uint8_t **buffer) {
 // Trusts the block: its header says how long it is.
 xdata *xdeserialize(const void *buffer, uint32_t) {
     const auto *const block = static_cast<const uint8_t *>(buffer);
+    auto *const x = new_record<xdata>();
     const uint32_t type = load_word(block);
     if (!is_type(type))
         fatal("Invalid xdata_type: %d\n", static_cast<int>(type));
-    auto *const x = new_record<xdata>();
     if (type == XDATA_STRING) {
         const uint32_t length = load_word(block + 4);
         x->value.s = {copy_bytes(block + kHeaderSize, length), length};

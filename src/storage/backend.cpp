@@ -37,7 +37,8 @@ hashmap *new_function_map() {
 }
 
 void add_function(hashmap *functions, const char *action, const char *symbol, backend_address_t address) {
-    put_copy_of_key(functions, action, backend_function_set(nullptr, symbol, address));
+    if (backend_function *const function = backend_function_set(nullptr, symbol, address))
+        put_copy_of_key(functions, action, function);
 }
 
 void free_functions(hashmap *functions) {

@@ -173,5 +173,5 @@ void varnel::circle_buf_resynchronise(circle_buf *ring, const PacketMagic &magic
     const MutexLock lock(ring->lock);
     const int32_t unread = load_length(ring);
     if (unread >= fewest)
-        consume(ring, static_cast<int32_t>(find_magic(ring, static_cast<size_t>(unread - fewest + 1), magic)));
+        consume(ring, static_cast<int32_t>(find_magic(ring, static_cast<size_t>(unread - fewest) + 1, magic)));
 }
