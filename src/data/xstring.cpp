@@ -11,7 +11,7 @@ using namespace varnel;
 xstring *xstring_copy(xstring *destination, const xstring *source) {
     if (destination == nullptr || source == nullptr)
         return nullptr;
-    const uint32_t size = sum_or_abort<uint32_t>(source->len, 1);
+    const auto size = sum_or_abort<uint32_t>(source->len, 1);
     auto *const copy = new_bytes<char>(size);
     if (source->str != nullptr)
         memcpy(copy, source->str, source->len);
