@@ -11,6 +11,8 @@
  * A modifying operation searches under the read lock, releases it, and only then takes the write lock,
  * without searching again: two threads that put the same new key can both insert it, and two that remove
  * the same key can both free it. Callers that need an atomic look-up-and-change serialise themselves.
+ * hashmap_merge and hashmap_move hold the lock of one map while they take the other's: two threads must not run them on
+ * one pair of maps in opposite directions.
  *
  * Results: 0 or 1 for success, negative errno values otherwise: -2 (ENOENT), -12 (ENOMEM), -17 (EEXIST).
  * A NULL map counts as an empty one, except in hashmap_put, hashmap_replace and hashmap_update, which
