@@ -6,6 +6,7 @@
 #include "base/layout.h"
 #include "base/log.h"
 #include "config/dictionary_private.h"
+#include "containers/hashmap_drain.h"
 
 #include <dlfcn.h>
 #include <errno.h>
@@ -42,14 +43,11 @@ void add_function(hashmap *functions, const char *action, const char *symbol, ba
 }
 
 void free_functions(hashmap *functions) {
-    while (!hashmap_isempty(functions)) {
-        void *const action = hashmap_first_key(functions);
-        auto *const function = static_cast<backend_function *>(hashmap_steal_first(functions));
-        _xfree(function->symbol);
+    drain_map(functions, [](void *action, void *function) {
+        _xfree(static_cast<backend_function *>(function)->symbol);
         _xfree(action);
         _xfree(function);
-    }
-    hashmap_free(functions);
+    });
 }
 
 } // namespace
@@ -122,13 +120,10 @@ void backend_free(backend *b) {
 }
 
 void backends_free(hashmap *map) {
-    while (!hashmap_isempty(map)) {
-        void *const name = hashmap_first_key(map);
-        auto *const b = static_cast<backend *>(hashmap_steal_first(map));
+    drain_map(map, [](void *name, void *b) {
         _xfree(name);
-        backend_free(b);
-    }
-    hashmap_free(map);
+        backend_free(static_cast<backend *>(b));
+    });
 }
 
 backend_function *backend_get_function(const backend *b, const char *action) {

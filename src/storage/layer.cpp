@@ -6,6 +6,7 @@
 #include "base/layout.h"
 #include "base/log.h"
 #include "config/dictionary_private.h"
+#include "containers/hashmap_drain.h"
 
 using namespace varnel;
 
@@ -144,12 +145,10 @@ void layer_free(layer *l) {
 // The default layer stands in the map twice and is left to the caller. A layer that is itself named "default" is not
 // marked, stands there once, and is released.
 void layers_free(hashmap *layers) {
-    while (!hashmap_isempty(layers)) {
-        void *const name = hashmap_first_key(layers);
-        auto *const l = static_cast<layer *>(hashmap_steal_first(layers));
+    drain_map(layers, [](void *name, void *value) {
+        auto *const l = static_cast<layer *>(value);
         if (l->is_default == 0)
             layer_free(l);
         _xfree(name);
-    }
-    hashmap_free(layers);
+    });
 }

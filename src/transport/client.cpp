@@ -7,6 +7,7 @@
 #include "base/block.h"
 #include "base/layout.h"
 #include "base/log.h"
+#include "containers/hashmap_drain.h"
 
 using namespace varnel;
 
@@ -50,14 +51,11 @@ client *client_new(uint32_t type, int fd, const struct sockaddr_in *peer_addr) {
     return c;
 }
 
-// Every entry leaves the map before its key is freed: taking one hashes it.
 static void free_messages(hashmap *messages) {
-    while (!hashmap_isempty(messages)) {
-        void *const key = hashmap_first_key(messages);
-        msginfo_free(static_cast<msginfo *>(hashmap_steal_first(messages)));
-        _xfree(key);
-    }
-    hashmap_free(messages);
+    drain_map(messages, [](void *id, void *info) {
+        msginfo_free(static_cast<msginfo *>(info));
+        _xfree(id);
+    });
 }
 
 void client_free(client *c) {
