@@ -49,8 +49,8 @@ int xwrite(int fd, const void *buffer, uint32_t length);
 
 /* Zero the buffer and fill it. The length once it is full; 0 when no more is to be had now or ever (would block, end of
  * file): the bytes read so far are in the buffer, uncounted, so ask for just as many as are waiting; -1 on an error.
- * xrecvfrom stores the sender (16 bytes) in *source and goes on after empty datagrams; flags are those of recv
- * (POSIX). */
+ * xrecvfrom stores the sender (at most 16 bytes, an IPv4 address) in *source and goes on after empty datagrams; flags
+ * are those of recv (POSIX). */
 int32_t xread(int fd, void *buffer, uint32_t length);
 int32_t xrecv(int sock, void *buffer, uint32_t length, int flags);
 int32_t xrecvfrom(int sock, void *buffer, uint32_t length, int flags, struct sockaddr *source);

@@ -112,10 +112,13 @@ int32_t xrecv(int sock, void *buffer, uint32_t length, int flags) {
     });
 }
 
-// Empty datagrams add nothing and the loop goes on.
+// Empty datagrams add nothing and the loop goes on. On a socket of another family the length comes back larger than the
+// caller's address is; no later call may use that.
 int32_t xrecvfrom(int sock, void *buffer, uint32_t length, int flags, struct sockaddr *source) {
     socklen_t address_size = kAddressSize;
     return fill(buffer, length, [=, &address_size](uint8_t *rest, size_t size, int32_t *result) {
+        if (address_size > kAddressSize)
+            address_size = kAddressSize;
         const ssize_t got = recvfrom(sock, rest, size, flags, source, &address_size);
         if (got < 0)
             *result = failed_read("recv error: %m\n");

@@ -3,6 +3,10 @@
 #include "support/log_capture.h"
 #include "udp.h"
 
+#include <array>
+#include <cstddef>
+#include <sys/un.h>
+
 extern "C" {
 ssize_t read(int fd, void *buffer, size_t size) {
     if (CallScript *const script = CallScript::of(fd))
@@ -216,6 +220,27 @@ TEST(Xrecvfrom, GoesOnAfterEmptyDatagrams) {
     const LogCapture log;
     EXPECT_EQ(run(kReaders[2], receiver.fd(), 3), (Outcome{0, "..."})); // then it would block
     EXPECT_TRUE(log.lines().empty());
+}
+
+// An abstract address (Linux) of more than 16 bytes, whose length the first call hands back.
+TEST(Xrecvfrom, LongAddressesOfOtherFamiliesAreCutInEveryCall) {
+    sockaddr_un name = {};
+    name.sun_family = AF_UNIX;
+    const int unique = snprintf(name.sun_path + 1, sizeof name.sun_path - 1, "varnel-long-address-%d", getpid());
+    const auto name_size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + static_cast<size_t>(unique));
+    const int sock = socket(AF_UNIX, SOCK_DGRAM, 0);
+    ASSERT_EQ(bind(sock, reinterpret_cast<const sockaddr *>(&name), name_size), 0);
+    for (const char *const datagram : {"a", "b"})
+        ASSERT_EQ(sendto(sock, datagram, 1, 0, reinterpret_cast<const sockaddr *>(&name), name_size), 1);
+    struct {
+        sockaddr_in address;
+        std::array<uint8_t, 64> behind;
+    } source = {};
+    char bytes[2];
+    EXPECT_EQ(xrecvfrom(sock, bytes, 2, 0, reinterpret_cast<sockaddr *>(&source.address)), 2);
+    EXPECT_EQ(std::string(bytes, 2), "ab");
+    EXPECT_EQ(source.behind, (std::array<uint8_t, 64>{}));
+    close(sock);
 }
 
 TEST(Xrecvfrom, PassesItsFlagsToEveryCall) {
