@@ -21,7 +21,7 @@ public:
         }
         length_ += bytes.size();
     }
-    Bytes peek(size_t count) const {
+    [[nodiscard]] Bytes peek(size_t count) const {
         Bytes bytes;
         for (size_t position = read_; bytes.size() < std::min(count, length_); position = next(position))
             bytes.push_back(storage_[position]);

@@ -59,7 +59,7 @@ struct Conversation {
 
 TEST(Conversation, AMessageOfMoreThanAHundredPackets) {
     Conversation talk;
-    const Bytes message = pattern(150 * 1002 + 17);
+    const Bytes message = pattern(size_t{150} * 1002 + 17);
     talk.left.start(0, message);
     talk.run([] { return 4096; });
     EXPECT_EQ(talk.right.received, std::vector<Parsed>{message_parsed(1, message)});
@@ -73,8 +73,8 @@ TEST(Conversation, BothWaysAtOnceInPiecesOfAnySize) {
     std::mt19937 random(5);
     for (const size_t most : {size_t{1}, size_t{7}, size_t{22}, size_t{23}, size_t{1000}, size_t{5000}}) {
         Conversation talk;
-        const Bytes to_right = pattern(20 * 1002, 1);
-        const Bytes to_left = pattern(30 * 1002 + 1, 2);
+        const Bytes to_right = pattern(size_t{20} * 1002, 1);
+        const Bytes to_left = pattern(size_t{30} * 1002 + 1, 2);
         talk.left.start(0, to_right);
         talk.right.start(0, to_left);
         talk.run([&] { return 1 + random() % most; });

@@ -116,6 +116,7 @@ TEST(MsgidThreads, EveryIdIsHandedOutOnce) {
     const Tracker tracker(msgid_new());
     std::vector<std::vector<uint32_t>> ids(kThreads);
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (auto &mine : ids)
         threads.emplace_back([&tracker, &mine] {
             for (uint32_t i = 0; i < kEach; ++i) {

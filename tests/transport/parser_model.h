@@ -99,7 +99,7 @@ private:
     }
 
     Parsed receive(uint32_t id, uint32_t count, uint32_t index, const Bytes &data) {
-        if (receiving_.count(id) == 0) {
+        if (!receiving_.contains(id)) {
             if (count == 0 || count > INT32_MAX || uint64_t{count} * sizeof(msginfo_packet) > BoundedMemory::kLargest)
                 return kNothing;
             receiving_[id].resize(count);

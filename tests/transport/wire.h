@@ -29,7 +29,7 @@ inline Bytes ack(uint32_t id, uint32_t index) {
 inline Bytes pattern(size_t size, uint32_t seed = 1) {
     Bytes bytes(size);
     for (size_t i = 0; i < size; ++i)
-        bytes[i] = static_cast<uint8_t>(0x80 | ((i * 31 + i / 1002 * 7 + seed * 13) & 0x7F));
+        bytes[i] = static_cast<uint8_t>(0x80 | ((i * 31 + i / 1002 * 7 + size_t{seed} * 13) & 0x7F));
     return bytes;
 }
 
