@@ -69,7 +69,7 @@ TEST(MessageWriter, WritesEveryScalarType) {
 
 TEST(MessageWriter, LittleEndianHostsWriteFloatsInTheseVeryBytes) {
     if (std::endian::native != std::endian::little)
-        GTEST_SKIP();
+        GTEST_SKIP() << "these are the bytes of little-endian hosts";
     Params params;
     params.add(scalar(XDATA_FLOAT, 0x3F800000U));
     EXPECT_EQ(written(control_set, params), message(3, 1, {0x00, 0x06, 0x00, 0x04, 0x00, 0x00, 0x80, 0x3F}));

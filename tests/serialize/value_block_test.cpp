@@ -69,7 +69,7 @@ TEST(ValueBlock, ScalarsTakeSixteenBytesInHostOrder) {
 
 TEST(ValueBlock, LittleEndianHostsWriteTheseVeryBytes) {
     if (std::endian::native != std::endian::little)
-        GTEST_SKIP();
+        GTEST_SKIP() << "these are the bytes of little-endian hosts";
     EXPECT_EQ(serialized(scalar(XDATA_INT32, int32_t{5})), (Bytes{2, 0, 0, 0, 8, 0, 0, 0, 5, 0, 0, 0, 0, 0, 0, 0}));
     Bytes ab = {'a', 'b', 0};
     EXPECT_EQ(serialized(string_value(ab)), (Bytes{1, 0, 0, 0, 3, 0, 0, 0, 'a', 'b', 0}));
