@@ -213,11 +213,11 @@ int client_resend_remove(void);
 void client_resend_msg(void);
 
 /* Handles at most one packet of client->recv_buf. Returns the length of a message that this packet completed, with its
- * id in *msgid_out and the message in a new buffer in *data_out (the caller releases it with _xfree); 0 when no message
- * was completed: more bytes are needed, or a packet was handled (circle_buf_data_len tells the two apart: call again
- * when it has fallen); -1 when the client, its ring or data_out is NULL, or after a packet that announces more than
- * 1024 bytes (one byte is dropped and the next call looks for the next packet). Set *data_out to NULL before the call:
- * a one-packet message of length 0 gives 0 with a buffer to release. */
+ * id in *msgid_out (which may be NULL) and the message in a new buffer in *data_out (the caller releases it with
+ * _xfree); 0 when no message was completed: more bytes are needed, or a packet was handled (circle_buf_data_len tells
+ * the two apart: call again when it has fallen); -1 when the client, its ring or data_out is NULL, or after a packet
+ * that announces more than 1024 bytes (one byte is dropped and the next call looks for the next packet). Set *data_out
+ * to NULL before the call: a one-packet message of length 0 gives 0 with a buffer to release. */
 int32_t parse_circle_data(client *c, uint32_t *msgid_out, uint8_t **data_out);
 
 #pragma GCC visibility pop

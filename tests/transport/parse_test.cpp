@@ -57,6 +57,16 @@ TEST(ParseSingle, GivesTheMessageAndItsIdAndAcknowledgesNothing) {
     }
 }
 
+TEST(Parse, TheIdNeedNotBeAskedFor) {
+    const Endpoint end;
+    feed(end.client, packet(5, 1, 1, {'x'}));
+    uint8_t *data = nullptr;
+    EXPECT_EQ(parse_circle_data(end.client.get(), nullptr, &data), 1);
+    ASSERT_NE(data, nullptr);
+    EXPECT_EQ(*data, 'x');
+    _xfree(data);
+}
+
 TEST(ParseSingle, GoldenBytes) {
     const Endpoint end;
     feed(end.client, {'V', 'A', 'R', 'N', 'E', 'L', 1, 2, 3, 4, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 2, 0xAA, 0xBB});
