@@ -32,6 +32,10 @@ char *config_trim_lower(char *text) {
     return text;
 }
 
+bool is_comment(const char *line) {
+    return *line == '#' || *line == ';' || (line[0] == '/' && line[1] == '/');
+}
+
 // One form of a value: the character that must stand first (none for a bare value) and those that end it. At least one
 // character must stand between them.
 struct ValueForm {

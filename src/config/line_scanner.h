@@ -7,6 +7,10 @@
 
 namespace varnel {
 
+// Sizes with the terminator: of one read, a longer line coming in pieces, and of a logical line, continuations joined.
+constexpr size_t kPieceSize = 1024;
+constexpr size_t kLineSize = 1025;
+
 // Part of a line, not terminated.
 struct Slice {
     char *text;
@@ -27,6 +31,9 @@ char *config_trim_lower(char *text);
 
 // The slice without white space (space, tab, newline, vertical tab, form feed, carriage return) at its ends.
 Slice trim(Slice slice);
+
+// Whether a logical line, normalised, is a comment from its beginning.
+bool is_comment(const char *line);
 
 // key_value: the first of these patterns that converts two items:
 //   %[^=] = "%[^"]"    double-quoted value

@@ -12,8 +12,6 @@ using namespace varnel;
 
 namespace {
 
-constexpr size_t kLineSize = 1025; // a logical line and its terminator
-
 // The state of one load. Syntax errors and exhausted memory end the process.
 class Loader {
 public:
@@ -45,7 +43,7 @@ private:
     int line_number_ = 0;
     int depth_ = 0;
     size_t continuation_ = 0; // length of the logical line so far
-    char physical_[1024] = {};
+    char physical_[kPieceSize] = {};
     char logical_[kLineSize] = {};
     char pending_group_[kLineSize] = {}; // named by "name =", waiting for its "{"
 };
@@ -102,10 +100,6 @@ xdictionary *Loader::load() {
     if (depth_ != 0)
         fatal("Config syntax error : Braces don't match.\n");
     return root_;
-}
-
-bool is_comment(const char *line) {
-    return *line == '#' || *line == ';' || (line[0] == '/' && line[1] == '/');
 }
 
 void Loader::classify() {
