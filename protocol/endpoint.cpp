@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: MIT
+#include "protocol/endpoint.h"
+
+#include <varnel/memory.h>
+
+#include <array>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace varnel::protocol {
+
+namespace {
+
+// The ring is brought to this size while it is empty, and never grows later: one that grows while it wraps yields wrong
+// bytes. It holds several packets, so that one read serves a peer that sends requests without waiting.
+constexpr std::int32_t kRingSize = 4 * PACKET_SIZE;
+
+std::uint32_t load_word(const std::uint8_t *bytes) {
+    return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 | bytes[3];
+}
+
+void bring_to_size(circle_buf *ring) {
+    const std::array<std::uint8_t, kRingSize> zeros{};
+    circle_buf_put(ring, zeros.data(), kRingSize);
+    circle_buf_clear(ring);
+}
+
+} // namespace
+
+Endpoint::Endpoint(client *record, const EndpointBounds &bounds, EndpointOwner &owner)
+    : record_(record), bounds_(bounds), owner_(owner) {
+    if (record_ == nullptr)
+        throw std::bad_alloc();
+    bring_to_size(record_->recv_buf);
+}
+
+std::size_t Endpoint::space() const {
+    return static_cast<std::size_t>(kRingSize - circle_buf_data_len(record_->recv_buf));
+}
+
+void Endpoint::put(const std::uint8_t *data, std::size_t size) {
+    if (size > space())
+        throw std::length_error("more bytes than the ring has room for");
+    circle_buf_put(record_->recv_buf, data, static_cast<std::int32_t>(size));
+}
+
+bool Endpoint::peek(Header &header) const {
+    std::uint8_t bytes[PACKET_HEADER_SIZE];
+    const std::int32_t there = circle_buf_get_peek(record_->recv_buf, bytes, sizeof bytes);
+    const auto magic = static_cast<std::size_t>(there < PACKET_MAGIC_SIZE ? there : PACKET_MAGIC_SIZE);
+    if (std::memcmp(bytes, PACKET_MAGIC, magic) != 0)
+        throw Malformed("bytes that make no packet");
+    if (there < PACKET_HEADER_SIZE)
+        return false;
+    header = {load_word(bytes + 6), load_word(bytes + 10), load_word(bytes + 14), load_word(bytes + 18)};
+    return true;
+}
+
+void Endpoint::check(const Header &header) const {
+    if (header.acknowledges())
+        return;
+    if (header.length == 0 || header.length > PACKET_PAYLOAD_MAX)
+        throw Malformed("a packet of " + std::to_string(header.length) + " bytes");
+    if (header.index == 0 || header.index > header.count)
+        throw Malformed("packet " + std::to_string(header.index) + " of " + std::to_string(header.count));
+    const auto least_bytes = std::uint64_t{header.count - 1} * PACKET_PAYLOAD_MAX + 1;
+    if (header.count > bounds_.packets || (header.count > 1 && least_bytes > bounds_.message_bytes))
+        throw Malformed("a message of " + std::to_string(header.count) + " packets, which is over the limit");
+    const msginfo *const message = arriving(header);
+    if (message != nullptr && msginfo_packet_count(message) != header.count)
+        throw Malformed("packet " + std::to_string(header.index) + " of " + std::to_string(header.count) +
+                        " in a message of " + std::to_string(msginfo_packet_count(message)));
+    if (header.count > 1 && message == nullptr && receiving() >= bounds_.unfinished)
+        throw Malformed("more unfinished messages than the limit of " + std::to_string(bounds_.unfinished));
+}
+
+// The message of several packets that the packet belongs to, if an earlier one of it has arrived.
+const msginfo *Endpoint::arriving(const Header &header) const {
+    return header.count > 1 ? static_cast<const msginfo *>(hashmap_get(record_->recv_map, &header.id)) : nullptr;
+}
+
+// Drops a packet that has arrived before. The library would count its bytes again, and make a block of as many in the
+// end.
+bool Endpoint::drop_repeated(const Header &header) {
+    const msginfo *const message = arriving(header);
+    if (message == nullptr || message->flags[header.index - 1] == 0)
+        return false;
+    std::array<std::uint8_t, PACKET_SIZE> packet{};
+    circle_buf_get(record_->recv_buf, packet.data(), static_cast<std::int32_t>(PACKET_HEADER_SIZE + header.length));
+    return true;
+}
+
+void Endpoint::drop_delivered(std::uint32_t id) {
+    void *key = nullptr;
+    msginfo_free(static_cast<msginfo *>(hashmap_remove2(record_->recv_map, &id, &key)));
+    _xfree(key);
+}
+
+void Endpoint::parse(const Header &header) {
+    std::uint32_t id = 0;
+    std::uint8_t *data = nullptr;
+    const std::int32_t before = circle_buf_data_len(record_->recv_buf);
+    const std::int32_t length = parse_circle_data(record_.get(), &id, &data);
+    const Block<std::uint8_t> owner(data);
+    if (length < 0 || circle_buf_data_len(record_->recv_buf) >= before)
+        throw Malformed("a packet that cannot be handled");
+    if (length == 0)
+        return;
+    if (header.count > 1)
+        drop_delivered(id);
+    Bytes message;
+    message.reserve(static_cast<std::size_t>(length) + 2); // the reader's spare bytes, without a second copy
+    message.assign(data, data + length);
+    owner_.deliver(id, message);
+}
+
+bool Endpoint::proceed() {
+    Header header{};
+    while (circle_buf_data_len(record_->recv_buf) > 0 && peek(header)) {
+        check(header);
+        if (circle_buf_data_len(record_->recv_buf) < static_cast<std::int32_t>(PACKET_HEADER_SIZE + header.length))
+            break;
+        if (drop_repeated(header))
+            continue;
+        const bool may_write = header.count != 1;
+        if (may_write && !owner_.has_room())
+            return false;
+        parse(header);
+    }
+    return true;
+}
+
+void Endpoint::forget_rest() {
+    circle_buf_clear(record_->recv_buf);
+}
+
+bool Endpoint::send(std::uint32_t id, const Bytes &message) {
+    return !is_sending(id) &&
+           client_send_data(record_.get(), id, message.data(), static_cast<std::uint32_t>(message.size())) == 1;
+}
+
+bool Endpoint::is_sending(std::uint32_t id) const {
+    return hashmap_contains(record_->send_map, &id) != 0;
+}
+
+std::uint32_t Endpoint::sending() const {
+    return hashmap_size(record_->send_map);
+}
+
+std::uint32_t Endpoint::receiving() const {
+    return hashmap_size(record_->recv_map);
+}
+
+bool Endpoint::holds_bytes() const {
+    return circle_buf_data_len(record_->recv_buf) > 0;
+}
+
+} // namespace varnel::protocol

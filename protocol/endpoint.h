@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+// One end of a connection to somebody who is not trusted: the library's client record, whose ring gets only as much as
+// it has room for, whose parser sees only headers that have been checked, and which keeps no message that has been
+// delivered.
+#pragma once
+
+#include "protocol/message.h"
+
+#include <varnel/transport.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+namespace varnel::protocol {
+
+struct EndpointBounds {
+    std::size_t message_bytes;
+    std::uint32_t packets;    // of one message
+    std::uint32_t unfinished; // messages at a time
+};
+
+// What an endpoint asks of its owner.
+class EndpointOwner {
+public:
+    // Whether the socket takes one more packet now. Without room nothing is written: call proceed again when there is.
+    virtual bool has_room() = 0;
+
+    // A message that has arrived whole; bytes may be changed. It may call the endpoint's send.
+    virtual void deliver(std::uint32_t id, Bytes &bytes) = 0;
+
+protected:
+    ~EndpointOwner() = default;
+};
+
+// No state beyond the record's: one thread at a time, as for the record. Ignore SIGPIPE.
+class Endpoint {
+public:
+    // Takes the record over (client_free). A nullptr is std::bad_alloc.
+    Endpoint(client *record, const EndpointBounds &bounds, EndpointOwner &owner);
+
+    // Bytes that put takes now.
+    [[nodiscard]] std::size_t space() const;
+    void put(const std::uint8_t *data, std::size_t size);
+
+    // Handles the packets that have arrived. False when there is one that waits for room. A packet that is none, or is
+    // over the bounds, is Malformed: the connection is of no use any more.
+    bool proceed();
+
+    // Forgets bytes that make no whole packet: what a datagram leaves behind.
+    void forget_rest();
+
+    // Starts sending; needs room. False when a message of that id is being sent still, or the socket of a datagram peer
+    // refuses; a stream that does is noticed when it is read.
+    bool send(std::uint32_t id, const Bytes &message);
+
+    [[nodiscard]] bool is_sending(std::uint32_t id) const;
+    [[nodiscard]] std::uint32_t sending() const;   // messages whose packets wait for acknowledgements
+    [[nodiscard]] std::uint32_t receiving() const; // messages that have arrived in part
+    [[nodiscard]] bool holds_bytes() const;        // of a packet that has arrived in part
+
+private:
+    struct ClientDeleter {
+        void operator()(client *record) const { client_free(record); }
+    };
+    struct Header {
+        std::uint32_t id, count, index, length;
+        [[nodiscard]] bool acknowledges() const { return count == 0 && length == 0; }
+    };
+    bool peek(Header &header) const;
+    void check(const Header &header) const;
+    void parse(const Header &header);
+    [[nodiscard]] const msginfo *arriving(const Header &header) const;
+    bool drop_repeated(const Header &header);
+    void drop_delivered(std::uint32_t id);
+
+    std::unique_ptr<client, ClientDeleter> record_;
+    const EndpointBounds bounds_;
+    EndpointOwner &owner_;
+};
+
+} // namespace varnel::protocol

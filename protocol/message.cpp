@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+#include "protocol/message.h"
+
+#include <varnel/memory.h>
+
+#include <cerrno>
+#include <new>
+
+namespace varnel::protocol {
+
+namespace {
+
+constexpr std::size_t kHeaderSize = 12;
+constexpr std::size_t kEntryHeaderSize = 4;
+
+// The library writes others, too, in a form that no reader takes.
+void check_string(const xstring &string) {
+    if (string.len > UINT16_MAX)
+        throw std::length_error("a string of " + std::to_string(string.len) + " bytes");
+    if (string.len != 0 && (string.str == nullptr || string.str[string.len - 1] != '\0'))
+        throw std::invalid_argument("a string without its zero byte");
+}
+
+// Room behind a message that the reader asks for when it ends in a boolean or in a short string.
+constexpr std::size_t kSpareBytes = 2;
+
+std::string parameter_words(std::uint32_t code, std::size_t index) {
+    return std::string(control_string(code)) + ": parameter " + std::to_string(index);
+}
+
+} // namespace
+
+void Message::ParametersDeleter::operator()(xarray *parameters) const {
+    xarray_free(&parameters, [](void *value) { xdata_free(static_cast<xdata *>(value)); });
+}
+
+Message::Message(std::uint32_t code) : code_(code), bytes_(kHeaderSize), parameters_(xarray_new()) {}
+
+std::size_t encoded_size(const xdata &value) {
+    switch (value.type) {
+    case XDATA_STRING:
+        return kEntryHeaderSize + value.value.s.len;
+    case XDATA_INT64:
+    case XDATA_UINT64:
+    case XDATA_DOUBLE:
+        return kEntryHeaderSize + 8;
+    case XDATA_BOOLEAN:
+        return kEntryHeaderSize + 1;
+    default:
+        return kEntryHeaderSize + 4;
+    }
+}
+
+Message &Message::add(Value value) {
+    if (value == nullptr)
+        throw std::invalid_argument("a parameter without a value");
+    if (value->type == XDATA_STRING)
+        check_string(value->value.s);
+    if (size_ == XMESSAGE_MAX_PARAMS)
+        throw std::length_error("a message of more than 4096 parameters");
+    if (xarray_add(parameters_.get(), value.get()) != 1)
+        throw std::bad_alloc();
+    ++size_;
+    bytes_ += encoded_size(*value);
+    static_cast<void>(value.release()); // the array's now
+    return *this;
+}
+
+Bytes Message::encode() const {
+    std::uint8_t *buffer = nullptr;
+    const std::uint32_t length = xserialize_message(&buffer, code_, parameters_.get());
+    if (length == 0) {
+        if (errno == ENOMEM)
+            throw std::bad_alloc();
+        throw std::invalid_argument("a message that cannot be written");
+    }
+    const Block<std::uint8_t> owner(buffer);
+    return {buffer, buffer + length};
+}
+
+void Received::RecordsDeleter::operator()(xdata *records) const {
+    for (std::size_t i = 0; i < size; ++i) {
+        if (records[i].type == XDATA_STRING)
+            _xfree(records[i].value.s.str);
+    }
+    _xfree(records);
+}
+
+Received::Received(Bytes &bytes) {
+    const auto size = static_cast<std::uint32_t>(bytes.size());
+    if (get_xmessage_size(bytes.data(), size) != size)
+        throw Malformed("a message of " + std::to_string(size) + " bytes announces another length");
+    bytes.resize(bytes.size() + kSpareBytes);
+    xdata *records = nullptr;
+    const std::int32_t count =
+        xdeserialize_message(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &code_, &records);
+    if (count < 0 && errno == ENOMEM)
+        throw std::bad_alloc();
+    if (count < 0)
+        throw Malformed("bytes that are no control message");
+    size_ = static_cast<std::size_t>(count);
+    records_ = {records, RecordsDeleter{size_}};
+}
+
+const xdata &Received::at(std::size_t index) const {
+    if (index >= size_)
+        throw Malformed(parameter_words(code_, index) + " is missing");
+    return records_.get()[index];
+}
+
+const xdata &Received::expect(std::size_t index, xdata_type type) const {
+    const xdata &value = at(index);
+    if (value.type != type)
+        throw Malformed(parameter_words(code_, index) + " is no " + xdata_type_as_char(type));
+    return value;
+}
+
+std::string_view Received::text(std::size_t index) const {
+    return text_of(expect(index, XDATA_STRING).value.s);
+}
+
+std::uint32_t Received::uint32(std::size_t index) const {
+    return expect(index, XDATA_UINT32).value.u32;
+}
+
+std::int32_t Received::int32(std::size_t index) const {
+    return expect(index, XDATA_INT32).value.i32;
+}
+
+std::uint64_t Received::uint64(std::size_t index) const {
+    return expect(index, XDATA_UINT64).value.u64;
+}
+
+} // namespace varnel::protocol
