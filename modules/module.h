@@ -13,6 +13,8 @@
  *           module_init runs, the layer is still being filled: look at nothing else in it.
  * Keys.     An xkey names a group, or a value in a group when it has a name. Its layer is the one that the client asked
  *           for; a module does not look at it. Group and name are compared byte by byte up to their terminator.
+ * Changes.  Setting and unsetting may keep a change in memory, where every reader sees it; module_sync brings it to the
+ *           storage. The daemon calls that once for all changes of many clients before it answers them.
  * Results.  0, or a negative errno value (POSIX): -ENOENT no such group or value, -EINVAL a key, value or backend that
  *           makes no sense, -EROFS the store takes no changes, -ENOMEM, -EIO, -ENOSPC. Outputs change on success only.
  * Read-only The settings "readonly" of a backend and of a layer are the daemon's to obey (backend_check_readonly,
@@ -47,7 +49,14 @@ typedef int (*module_set_value_t)(backend *b, const xkey *key, const xdata *valu
 typedef int (*module_unset_value_t)(backend *b, const xkey *key);
 typedef int (*module_get_value_t)(backend *b, const xkey *key, xdata **value);
 typedef int (*module_list_all_t)(backend *b, const xkey *key, module_visit_t visit, void *context);
-typedef int (*module_sync_t)(backend *b);
+typedef int (*module_sync_t)(backend *b, int wanted);
+
+/* How safe a change is. The numbers travel on the wire: never change or reuse one. */
+enum {
+    DURABILITY_MEMORY = 0, /* in memory: it can be lost when the daemon or the device ends */
+    DURABILITY_FILE = 1,   /* in a file whose content has been synced: it survives a loss of power */
+    DURABILITY_FOLDER = 2  /* the same, and the folder that names the file has been synced, too */
+};
 
 #pragma GCC visibility push(default)
 
@@ -77,9 +86,11 @@ int module_get_value(backend *b, const xkey *key, xdata **value);
  * there is no such group. What other threads change meanwhile is seen wholly or not at all. */
 int module_list_all(backend *b, const xkey *key, module_visit_t visit, void *context);
 
-/* Returns when every change made before the call will survive a loss of power, as far as the storage can promise it; a
- * store in memory has nothing to promise and answers 0. */
-int module_sync(backend *b);
+/* Returns when every change made before the call is at least as safe as wanted asks (DURABILITY_...), as far as the
+ * storage can promise it, with the class that all changes have now: a store in memory answers DURABILITY_MEMORY
+ * whatever is wanted. Changes between two calls reach the storage together: after a crash all of them are there or
+ * none. A negative result leaves them in memory, seen by readers as before, for the next call to try again. */
+int module_sync(backend *b, int wanted);
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

@@ -6,6 +6,7 @@
 
 #include <varnel/memory.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace demo {
@@ -122,7 +123,7 @@ Outcome sync_all(const layer &where) {
     Outcome outcome{0, ""};
     for (int i = 0; i < where.backend_count && outcome.result == 0; ++i) {
         backend *const b = where.backends[i];
-        outcome.result = entry_point<module_sync_t>(*b, "sync")(b);
+        outcome.result = std::min(0, entry_point<module_sync_t>(*b, "sync")(b, DURABILITY_FOLDER));
         append_name(outcome.backends, *b);
     }
     return outcome;

@@ -2,6 +2,7 @@
 // Groups of named values, in memory, in ascending order.
 #pragma once
 
+#include "common/records.h"
 #include "module.h"
 
 #include <map>
@@ -10,31 +11,32 @@
 #include <string>
 #include <string_view>
 
-namespace varnel_memory {
+namespace varnel::modules {
 
-struct XdataDeleter {
-    void operator()(xdata *value) const { xdata_free(value); }
-};
-using Value = std::unique_ptr<xdata, XdataDeleter>;
-using Group = std::map<std::string, Value, std::less<>>;
+// Nobody changes a value once it is in a store, so several may hold it.
+using SharedValue = std::shared_ptr<const xdata>;
 
-// The store of one backend copy. Any thread may call any function at any time. Results are those of module.h; exhausted
-// memory is std::bad_alloc.
+// Any thread may call any function at any time. Results are those of module.h; exhausted memory is std::bad_alloc.
 class ValueStore {
 public:
     explicit ValueStore(std::string_view layer_name) : layer_(layer_name) {}
 
     int create_group(std::string_view group);
-    int set(std::string_view group, std::string_view name, Value value);
+    int set(std::string_view group, std::string_view name, SharedValue value);
     int remove_group(std::string_view group);
     int remove(std::string_view group, std::string_view name);
-    int find_group(std::string_view group) const;
+
+    [[nodiscard]] int find_group(std::string_view group) const;
+    [[nodiscard]] int find(std::string_view group, std::string_view name) const;
     int get(std::string_view group, std::string_view name, xdata **value) const;
 
     // Visits everything; an empty group name means all groups.
     int list(std::string_view group, module_visit_t visit, void *context) const;
 
 private:
+    using Group = std::map<std::string, SharedValue, std::less<>>;
+
+    [[nodiscard]] const SharedValue *look_up(std::string_view group, std::string_view name) const;
     int visit_group(const std::string &name, const Group &group, module_visit_t visit, void *context) const;
 
     const std::string layer_;
@@ -42,4 +44,4 @@ private:
     std::map<std::string, Group, std::less<>> groups_;
 };
 
-} // namespace varnel_memory
+} // namespace varnel::modules

@@ -1,19 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "memory/value_store.h"
+#include "modules/common/value_store.h"
 
 #include <cerrno>
 #include <utility>
 
-namespace varnel_memory {
+namespace varnel::modules {
 
 namespace {
 
 using Lock = std::lock_guard<std::mutex>;
-
-struct XkeyDeleter {
-    void operator()(xkey *key) const { xkey_free(key); }
-};
-using Key = std::unique_ptr<xkey, XkeyDeleter>;
 
 } // namespace
 
@@ -22,10 +17,13 @@ int ValueStore::create_group(std::string_view group) {
     return groups_.try_emplace(std::string(group)).second ? 0 : -EEXIST;
 }
 
-int ValueStore::set(std::string_view group, std::string_view name, Value value) {
+int ValueStore::set(std::string_view group, std::string_view name, SharedValue value) {
     std::string key(name);
     const Lock held(lock_);
-    groups_[std::string(group)].insert_or_assign(std::move(key), std::move(value));
+    auto found = groups_.find(group);
+    if (found == groups_.end())
+        found = groups_.try_emplace(std::string(group)).first;
+    found->second.insert_or_assign(std::move(key), std::move(value));
     return 0;
 }
 
@@ -55,15 +53,25 @@ int ValueStore::find_group(std::string_view group) const {
     return groups_.find(group) != groups_.end() ? 0 : -ENOENT;
 }
 
-int ValueStore::get(std::string_view group, std::string_view name, xdata **value) const {
-    const Lock held(lock_);
+const SharedValue *ValueStore::look_up(std::string_view group, std::string_view name) const {
     const auto found = groups_.find(group);
     if (found == groups_.end())
-        return -ENOENT;
+        return nullptr;
     const auto entry = found->second.find(name);
-    if (entry == found->second.end())
+    return entry != found->second.end() ? &entry->second : nullptr;
+}
+
+int ValueStore::find(std::string_view group, std::string_view name) const {
+    const Lock held(lock_);
+    return look_up(group, name) != nullptr ? 0 : -ENOENT;
+}
+
+int ValueStore::get(std::string_view group, std::string_view name, xdata **value) const {
+    const Lock held(lock_);
+    const SharedValue *const found = look_up(group, name);
+    if (found == nullptr)
         return -ENOENT;
-    *value = xdata_dup(entry->second.get());
+    *value = copy_of(**found).release();
     return 0;
 }
 
@@ -89,4 +97,4 @@ int ValueStore::list(std::string_view group, module_visit_t visit, void *context
     return result;
 }
 
-} // namespace varnel_memory
+} // namespace varnel::modules

@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+#include "modules/sqlite/sqlite_store.h"
+
+#include "common/key_text.h"
+#include "common/text.h"
+#include "modules/common/log.h"
+#include "modules/sqlite/rows.h"
+#include "modules/sqlite/schema.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <exception>
+#include <utility>
+
+namespace varnel::modules {
+
+namespace {
+
+using Lock = std::lock_guard<std::mutex>;
+
+// SQLite takes no row of 1,000,000,000 bytes: a value that it refuses would stand in the way of all others.
+constexpr std::uint32_t kLongestString = 500'000'000;
+
+// The write-ahead log is emptied into the file at that size; a journal that has been longer is cut to it.
+constexpr int kLogPages = 256;
+constexpr int kLogBytes = 1 << 20;
+
+// The names come from the configuration; they are parts of a file's name here.
+std::string file_name(const StoreSettings &names) {
+    const std::string name = names.layer + "." + names.backend + ".sqlite";
+    if (name.find('/') != std::string::npos)
+        throw StoreError(-EINVAL, "the file " + in_quotes(name) + " cannot be: names with a / are none for files");
+    return name;
+}
+
+void set_journal(Database &database, const SqliteSettings &settings) {
+    const std::string journal = database.ask("PRAGMA journal_mode=" + settings.journal);
+    if (journal != settings.journal)
+        throw StoreError(-EIO, "the journal stays \"" + journal + "\", not \"" + settings.journal + "\"");
+    database.execute("PRAGMA synchronous=" + settings.sync + "; PRAGMA wal_autocheckpoint=" +
+                     std::to_string(kLogPages) + "; PRAGMA journal_size_limit=" + std::to_string(kLogBytes));
+}
+
+bool may_be_stored(const xdata &value) {
+    return value.type != XDATA_STRING || value.value.s.len <= kLongestString;
+}
+
+} // namespace
+
+SqliteStore::SqliteStore(const StoreSettings &names, const SqliteSettings &settings)
+    : Store(names.layer), folder_(settings.folder), path_(settings.folder + "/" + file_name(names)),
+      durable_(settings.durable()) {
+    try {
+        open(settings);
+    } catch (const StoreError &error) {
+        throw StoreError(error.result(), path_ + ": " + error.what());
+    }
+}
+
+void SqliteStore::open(const SqliteSettings &settings) {
+    create_file(folder_, path_);
+    Database &database = database_.emplace(path_);
+    check_file(database);
+    load();
+    set_journal(database, settings);
+    writer_.emplace(database);
+}
+
+void SqliteStore::load() {
+    Statement group(*database_, "SELECT name, checksum FROM groups");
+    while (group.step())
+        values().create_group(read_group(group));
+    Statement value(*database_, "SELECT group_name, name, type, value, checksum FROM settings");
+    while (value.step()) {
+        ValueRow row = read_value(value);
+        if (values().find_group(row.group) != 0)
+            throw StoreError(-EBADMSG, "damaged: a value in the group " + in_quotes(row.group) + ", which is missing");
+        values().set(row.group, row.name, std::move(row.value));
+    }
+}
+
+SqliteStore::~SqliteStore() {
+    const int result = sync(DURABILITY_FILE);
+    if (result < 0)
+        log_error(path_ + ": closed without the changes since the last sync");
+}
+
+// ---- changes: first noted, then made, so that what readers see is what the next sync writes
+
+int SqliteStore::create_group(std::string_view group) {
+    if (!valid_key_part(group))
+        return -EINVAL;
+    const Lock held(changing_);
+    if (values().find_group(group) == 0)
+        return -EEXIST;
+    changes_.create_group(group);
+    return values().create_group(group);
+}
+
+// Names that could not be read back would make the file one that is refused.
+int SqliteStore::set(std::string_view group, std::string_view name, SharedValue value) {
+    if (!valid_key_part(group) || !valid_key_part(name) || !may_be_stored(*value))
+        return -EINVAL;
+    const Lock held(changing_);
+    changes_.set(group, name, value);
+    return values().set(group, name, std::move(value));
+}
+
+int SqliteStore::remove_group(std::string_view group) {
+    const Lock held(changing_);
+    if (values().find_group(group) != 0)
+        return -ENOENT;
+    changes_.remove_group(group);
+    return values().remove_group(group);
+}
+
+int SqliteStore::remove(std::string_view group, std::string_view name) {
+    const Lock held(changing_);
+    if (values().find(group, name) != 0)
+        return -ENOENT;
+    changes_.remove(group, name);
+    return values().remove(group, name);
+}
+
+// ---- sync
+
+Changes SqliteStore::take_changes() {
+    const Lock held(changing_);
+    return std::exchange(changes_, Changes());
+}
+
+void SqliteStore::write_changes() {
+    Changes taken = take_changes();
+    if (taken.empty())
+        return;
+    try {
+        writer_->write(taken);
+    } catch (...) {
+        const Lock held(changing_);
+        changes_.add_earlier(std::move(taken));
+        throw;
+    }
+}
+
+int SqliteStore::sync(int wanted) {
+    const Lock held(syncing_);
+    try {
+        write_changes();
+        const bool with_folder = durable_ && wanted >= DURABILITY_FOLDER;
+        if (with_folder)
+            folder_.sync_if_changed();
+        report(0, "is written again");
+        if (!durable_)
+            return DURABILITY_MEMORY;
+        return with_folder ? DURABILITY_FOLDER : DURABILITY_FILE;
+    } catch (const StoreError &error) {
+        report(error.result(), error.what());
+        return error.result();
+    } catch (const std::exception &error) {
+        report(-ENOMEM, error.what());
+        return -ENOMEM;
+    }
+}
+
+// Once: the next sync may come in a moment, and fail in the same way.
+void SqliteStore::report(int result, const std::string &reason) {
+    if (result == reported_)
+        return;
+    reported_ = result;
+    if (result == 0)
+        log_info(path_ + ": " + reason);
+    else
+        log_error(path_ + ": not written, the changes stay in memory until they are: " + reason);
+}
+
+std::unique_ptr<Store> open_store(const StoreSettings &settings) {
+    return std::make_unique<SqliteStore>(settings, read_settings(settings));
+}
+
+} // namespace varnel::modules

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+// A store in an SQLite file: all of it is in memory, and sync brings what has changed there to the file.
+#pragma once
+
+#include "modules/common/store.h"
+#include "modules/sqlite/changes.h"
+#include "modules/sqlite/database.h"
+#include "modules/sqlite/folder.h"
+#include "modules/sqlite/settings.h"
+#include "modules/sqlite/writer.h"
+
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace varnel::modules {
+
+class SqliteStore final : public Store {
+public:
+    // Opens <folder>/<layer>.<backend>.sqlite. Throws StoreError.
+    SqliteStore(const StoreSettings &names, const SqliteSettings &settings);
+    SqliteStore(const SqliteStore &) = delete;
+    SqliteStore &operator=(const SqliteStore &) = delete;
+    ~SqliteStore() override;
+
+    int create_group(std::string_view group) override;
+    int set(std::string_view group, std::string_view name, SharedValue value) override;
+    int remove_group(std::string_view group) override;
+    int remove(std::string_view group, std::string_view name) override;
+    int sync(int wanted) override;
+
+private:
+    void open(const SqliteSettings &settings);
+    void load();
+    Changes take_changes();
+    void write_changes();
+    void report(int result, const std::string &reason);
+
+    Folder folder_;
+    const std::string path_;
+    const bool durable_;
+
+    std::mutex changing_; // a change in memory goes with its note
+    Changes changes_;
+
+    std::mutex syncing_; // guards what follows
+    std::optional<Database> database_;
+    std::optional<Writer> writer_;
+    int reported_ = 0; // the result of the last sync
+};
+
+} // namespace varnel::modules
