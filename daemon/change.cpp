@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+#include "daemon/change.h"
+
+#include <cerrno>
+#include <utility>
+
+namespace varnel::daemon {
+
+namespace {
+
+bool same(const Value &a, const Value &b) {
+    return a != nullptr && b != nullptr ? identical(*a, *b) : a == b;
+}
+
+Value copy_if(const xdata *value) {
+    return value != nullptr ? copy_of(*value) : nullptr;
+}
+
+} // namespace
+
+bool Change::visible() const {
+    return kind == ChangeKind::value ? !same(visible_old, visible_new) : seen;
+}
+
+int ChangeSet::fail(int result, const BackendAccess *backend) {
+    failed_ = backend;
+    return result;
+}
+
+// Fills in what readers saw and will see, from the backends above the writer and below it.
+int ChangeSet::look_around(Change &change, const xdata *stored_new) {
+    const std::size_t position = *layer_->writer();
+    Found above = layer_->find(change.group, change.name, 0, position);
+    if (above.result == 0) {
+        change.visible_old = copy_if(above.value.get());
+        change.visible_new = std::move(above.value);
+        return 0;
+    }
+    if (above.result != -ENOENT)
+        return fail(above.result, above.backend);
+    change.visible_old = copy_if(change.stored_old.get());
+    change.visible_new = copy_if(stored_new);
+    if (change.stored_old != nullptr && stored_new != nullptr)
+        return 0;
+    Found below = layer_->find(change.group, change.name, position + 1, layer_->backends().size());
+    if (below.result != 0)
+        return below.result == -ENOENT ? 0 : fail(below.result, below.backend);
+    if (change.stored_old == nullptr)
+        change.visible_old = copy_if(below.value.get());
+    if (stored_new == nullptr)
+        change.visible_new = std::move(below.value);
+    return 0;
+}
+
+// A value that comes into a group that its backend does not have yet makes the group.
+int ChangeSet::note_new_group(const std::string &group) {
+    const int result = writer_->has_group(key_of(group, std::string()));
+    if (result == -ENOENT)
+        note_group(ChangeKind::group_created, group, layer_->find_group(group) == -ENOENT);
+    return result == -ENOENT ? 0 : result;
+}
+
+void ChangeSet::note_group(ChangeKind kind, const std::string &group, bool seen) {
+    changes_.push_back({kind, group, std::string(), nullptr, nullptr, nullptr, seen});
+}
+
+int ChangeSet::set(const std::string &group, const std::string &name, const xdata &value) {
+    const KeyRef key = key_of(group, name);
+    Change change{ChangeKind::value, group, name, nullptr, nullptr, nullptr};
+    int result = writer_->get(key, change.stored_old);
+    if (result != 0 && result != -ENOENT)
+        return fail(result, writer_);
+    if (result == 0 && identical(*change.stored_old, value))
+        return 0;
+    if (const int around = look_around(change, &value); around != 0)
+        return around;
+    const std::size_t before = changes_.size();
+    if (result == -ENOENT)
+        result = note_new_group(group);
+    if (result == 0)
+        result = writer_->set(key, value);
+    if (result != 0) {
+        changes_.resize(before);
+        return fail(result, writer_);
+    }
+    changes_.push_back(std::move(change));
+    return 0;
+}
+
+int ChangeSet::unset(const std::string &group, const std::string &name) {
+    const KeyRef key = key_of(group, name);
+    Change change{ChangeKind::value, group, name, nullptr, nullptr, nullptr};
+    if (const int result = writer_->get(key, change.stored_old); result != 0)
+        return fail(result, writer_);
+    if (const int around = look_around(change, nullptr); around != 0)
+        return around;
+    if (const int result = writer_->unset(key); result != 0)
+        return fail(result, writer_);
+    changes_.push_back(std::move(change));
+    return 0;
+}
+
+int ChangeSet::create_group(const std::string &group) {
+    const bool seen = layer_->find_group(group) == -ENOENT;
+    if (const int result = writer_->create_group(key_of(group, std::string())); result != 0)
+        return fail(result, writer_);
+    note_group(ChangeKind::group_created, group, seen);
+    return 0;
+}
+
+int ChangeSet::remove_group(const std::string &group) {
+    std::vector<std::string> names;
+    const KeyRef key = key_of(group, std::string());
+    const int listed = writer_->list(&key, [&names](auto, auto name, auto *) {
+        if (!name.empty())
+            names.emplace_back(name);
+        return true;
+    });
+    if (listed != 0)
+        return fail(listed, writer_);
+    for (const std::string &name : names) {
+        if (const int result = unset(group, name); result != 0)
+            return result;
+    }
+    if (const int result = writer_->unset(key); result != 0)
+        return fail(result, writer_);
+    note_group(ChangeKind::group_removed, group, layer_->find_group(group) == -ENOENT);
+    return 0;
+}
+
+int ChangeSet::undo_one(const Change &change) const {
+    const KeyRef key = key_of(change.group, change.name);
+    if (change.kind == ChangeKind::group_removed)
+        return writer_->create_group(key);
+    if (change.kind == ChangeKind::group_created || change.stored_old == nullptr)
+        return writer_->unset(key);
+    return writer_->set(key, *change.stored_old);
+}
+
+bool ChangeSet::undo() {
+    bool complete = true;
+    for (auto change = changes_.rbegin(); change != changes_.rend(); ++change)
+        complete = undo_one(*change) == 0 && complete;
+    changes_.clear();
+    return complete;
+}
+
+} // namespace varnel::daemon

@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: MIT
+#include "daemon/connection.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace varnel::daemon {
+
+namespace {
+
+// Messages of several packets that are being sent at a time; the others wait in the queue.
+constexpr std::uint32_t kMostUnderWay = 4;
+
+constexpr std::uint64_t kMillisecondsPerSecond = 1000;
+
+protocol::EndpointBounds bounds_of(const Limits &limits) {
+    // A request that is a little over the limit of bytes arrives, and is answered; one that is far over it ends the
+    // connection.
+    return {std::size_t{limits[Limit::packets]} * PACKET_PAYLOAD_MAX, limits[Limit::packets],
+            limits[Limit::unfinished]};
+}
+
+} // namespace
+
+Connection::Connection(Engine &engine, ConnectionOwner &owner, ConnectionNumber number, std::string description,
+                       client *record)
+    : Session(number, std::move(description)), engine_(engine), owner_(owner),
+      endpoint_(record, bounds_of(engine.limits()), *this), next_event_id_(protocol::kFirstEventId),
+      last_heard_(engine.now()), last_moved_(last_heard_) {
+    engine_.add(*this);
+}
+
+Connection::~Connection() {
+    part();
+}
+
+void Connection::part() {
+    if (!std::exchange(parted_, true))
+        engine_.remove(*this);
+    doomed_ = true;
+}
+
+void Connection::doom(const std::string &why) {
+    if (!std::exchange(doomed_, true))
+        owner_.doom(*this, why);
+}
+
+bool Connection::has_room() {
+    if (blocked_ || doomed_)
+        return false;
+    blocked_ = !take_room();
+    if (blocked_)
+        wait_for_room();
+    return !blocked_;
+}
+
+// ---- receiving
+
+void Connection::deliver(std::uint32_t id, protocol::Bytes &bytes) {
+    if (doomed_)
+        return;
+    if (id == 0 || id >= protocol::kFirstEventId || endpoint_.is_sending(id))
+        return doom("it uses " + std::to_string(id) + " as the id of a request");
+    engine_.handle(*this, id, bytes);
+}
+
+void Connection::proceed() {
+    try {
+        endpoint_.proceed();
+        pump();
+    } catch (const protocol::Malformed &malformed) {
+        doom(std::string("it sent ") + malformed.what());
+    }
+}
+
+void Connection::receive(const std::uint8_t *data, std::size_t size, std::uint64_t now) {
+    last_heard_ = last_moved_ = now;
+    endpoint_.put(data, size);
+    proceed();
+}
+
+void Connection::receive_datagram(const std::uint8_t *data, std::size_t size, std::uint64_t now) {
+    receive(data, size, now);
+    endpoint_.forget_rest();
+}
+
+void Connection::resume(std::uint64_t now) {
+    blocked_ = false;
+    last_moved_ = now;
+    proceed();
+}
+
+// ---- sending
+
+bool Connection::can_start() {
+    return endpoint_.sending() < kMostUnderWay && has_room();
+}
+
+void Connection::start(std::uint32_t id, const protocol::Bytes &bytes) {
+    if (!endpoint_.send(id, bytes))
+        doom("its socket takes no more");
+}
+
+void Connection::answer(std::uint32_t request, const protocol::Message &message) {
+    if (doomed_)
+        return;
+    protocol::Bytes bytes = message.encode();
+    if (queue_.empty() && can_start())
+        return start(request, bytes);
+    const Limits &limits = engine_.limits();
+    queue_bytes_ += bytes.size();
+    if (queue_bytes_ > limits[Limit::queue_bytes] || queue_.size() >= limits[Limit::queue_messages])
+        return doom("it does not take its answers");
+    queue_.push_back({request, std::move(bytes)});
+}
+
+void Connection::wake() {
+    pump();
+}
+
+void Connection::pump() {
+    while (!queue_.empty() && !doomed_ && can_start()) {
+        const Outgoing next = std::move(queue_.front());
+        queue_.pop_front();
+        queue_bytes_ -= next.bytes.size();
+        start(next.id, next.bytes);
+    }
+    if (queue_.empty())
+        start_events();
+}
+
+void Connection::start_events() {
+    while (has_events() && !doomed_ && can_start()) {
+        const std::optional<protocol::Bytes> bytes = take_event(engine_.revision());
+        const std::uint32_t id = next_event_id_;
+        next_event_id_ = id == UINT32_MAX ? protocol::kFirstEventId : id + 1;
+        start(id, *bytes);
+        std::erase_if(events_under_way_, [this](std::uint32_t event) { return !endpoint_.is_sending(event); });
+        if (endpoint_.is_sending(id))
+            events_under_way_.push_back(id);
+    }
+}
+
+// ---- time
+
+std::uint32_t Connection::answers_under_way() const {
+    const auto events = std::count_if(events_under_way_.begin(), events_under_way_.end(),
+                                      [this](std::uint32_t id) { return endpoint_.is_sending(id); });
+    return endpoint_.sending() - static_cast<std::uint32_t>(events);
+}
+
+bool Connection::is_drained() const {
+    return doomed_ || (queue_.empty() && answers_under_way() == 0);
+}
+
+std::optional<std::string> Connection::overdue(std::uint64_t now) const {
+    const Limits &limits = engine_.limits();
+    // Events may wait for as long as the client likes: past a bound they are dropped.
+    const bool half_way = endpoint_.receiving() != 0 || endpoint_.holds_bytes() || !is_drained();
+    if (half_way && now - last_moved_ > limits[Limit::stall] * kMillisecondsPerSecond)
+        return "a message has stopped half way for " + std::to_string(limits[Limit::stall]) + " s";
+    const bool silent = now - last_heard_ > limits[Limit::idle] * kMillisecondsPerSecond;
+    if (silent && !engine_.may_be_silent(*this))
+        return "it has been silent for " + std::to_string(limits[Limit::idle]) + " s";
+    return std::nullopt;
+}
+
+} // namespace varnel::daemon

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+// A client as the daemon sees it: its requests go to the engine, answers and events wait for room in its socket.
+#pragma once
+
+#include "daemon/engine.h"
+
+#include "protocol/endpoint.h"
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace varnel::daemon {
+
+class Connection;
+
+// What connections ask of the server.
+class ConnectionOwner {
+public:
+    // The connection is of no use any more; to be closed soon, but not before the caller is through.
+    virtual void doom(Connection &connection, const std::string &why) = 0;
+
+protected:
+    ~ConnectionOwner() = default;
+};
+
+class Connection : public Session, private protocol::EndpointOwner {
+public:
+    // Takes the record over. The engine knows of the connection until part, or as long as it lives.
+    Connection(Engine &engine, ConnectionOwner &owner, ConnectionNumber number, std::string description,
+               client *record);
+    ~Connection() override;
+
+    // Bytes that receive takes now: none while the connection waits for room.
+    [[nodiscard]] std::size_t space() const { return blocked_ ? 0 : endpoint_.space(); }
+
+    // Handles bytes from the socket; now is in milliseconds.
+    void receive(const std::uint8_t *data, std::size_t size, std::uint64_t now);
+
+    // The same for one whole datagram.
+    void receive_datagram(const std::uint8_t *data, std::size_t size, std::uint64_t now);
+
+    // The client has gone: gives up its locks and subscriptions, and sends nothing any more.
+    void part();
+
+    // There is room again.
+    void resume(std::uint64_t now);
+
+    void answer(std::uint32_t request, const protocol::Message &message) override;
+    void wake() override;
+
+    // Nothing that the client has asked for is on its way any more.
+    [[nodiscard]] bool is_drained() const;
+
+    // Why the connection should be closed, if it should: silent for too long, or stopped half way.
+    [[nodiscard]] std::optional<std::string> overdue(std::uint64_t now) const;
+
+    [[nodiscard]] bool waits_for_room() const { return blocked_; }
+    [[nodiscard]] bool is_doomed() const { return doomed_; }
+
+private:
+    struct Outgoing {
+        std::uint32_t id;
+        protocol::Bytes bytes;
+    };
+
+    // Whether a packet can be written to the socket now. Otherwise wait_for_room is called, and resume is expected when
+    // there is room.
+    virtual bool take_room() = 0;
+    virtual void wait_for_room() = 0;
+
+    bool has_room() override;
+    void deliver(std::uint32_t id, protocol::Bytes &bytes) override;
+
+    void proceed();
+    void pump();
+    bool can_start();
+    void start(std::uint32_t id, const protocol::Bytes &bytes);
+    void start_events();
+    [[nodiscard]] std::uint32_t answers_under_way() const;
+    void doom(const std::string &why);
+
+    Engine &engine_;
+    ConnectionOwner &owner_;
+    protocol::Endpoint endpoint_;
+    std::deque<Outgoing> queue_; // answers that have not been started
+    std::size_t queue_bytes_ = 0;
+    std::vector<std::uint32_t> events_under_way_; // ids of events of several packets
+    std::uint32_t next_event_id_;
+    std::uint64_t last_heard_; // milliseconds
+    std::uint64_t last_moved_; // when a packet came or went
+    bool blocked_ = false;
+    bool doomed_ = false;
+    bool parted_ = false;
+};
+
+} // namespace varnel::daemon

@@ -1,0 +1,295 @@
+// SPDX-License-Identifier: MIT
+#include "daemon/engine.h"
+
+#include "daemon/log.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+namespace varnel::daemon {
+
+using protocol::Message;
+using protocol::Received;
+using protocol::Status;
+
+Engine::Engine(const Store &store, const Limits &limits, std::uint64_t revision, std::function<std::uint64_t()> now,
+               std::function<void(std::uint64_t)> revised)
+    : store_(store), limits_(limits), now_(std::move(now)), revised_(std::move(revised)),
+      history_(revision, limits[Limit::history_events], limits[Limit::history_bytes]) {}
+
+void Engine::add(Session &session) {
+    sessions_.emplace(session.number(), &session);
+}
+
+void Engine::remove(const Session &session) {
+    sessions_.erase(session.number());
+    statistics_.subscriptions -= session.subscriptions.size();
+    std::vector<Waited> done;
+    locks_.forget(session.number(), &done);
+    answer_waits(done);
+}
+
+Session *Engine::session_of(ConnectionNumber number) const {
+    const auto found = sessions_.find(number);
+    return found != sessions_.end() ? found->second : nullptr;
+}
+
+bool Engine::may_be_silent(const Session &session) const {
+    return !session.subscriptions.empty() || locks_.count(session.number()) != 0;
+}
+
+// ---- requests
+
+Engine::Handler Engine::handler_of(std::uint32_t code) {
+    static constexpr std::array<Handler, control_max> handlers = {
+        nullptr,         &Engine::create_group, &Engine::remove_group, &Engine::set,     &Engine::get,
+        &Engine::unset,  &Engine::notify,       &Engine::unnotify,     &Engine::list,    &Engine::list_keys,
+        &Engine::status, &Engine::changed,      &Engine::sync,         &Engine::trylock, &Engine::lock,
+        &Engine::unlock, &Engine::other};
+    static_assert(control_create_group == 1 && control_get == 4 && control_list_keys == 9 && control_other == 16);
+    return code < handlers.size() ? handlers[code] : nullptr;
+}
+
+namespace {
+
+// The code of a message that need not be a good one, for the answer to it.
+std::uint32_t announced_code(const protocol::Bytes &bytes) {
+    constexpr std::size_t kCodeOffset = 2;
+    const std::uint32_t code = bytes.size() > kCodeOffset + 1
+                                   ? std::uint32_t{bytes[kCodeOffset]} << 8 | bytes[kCodeOffset + 1]
+                                   : std::uint32_t{control_other};
+    return code > control_min && code < control_max ? code : std::uint32_t{control_other};
+}
+
+} // namespace
+
+void Engine::handle(Session &session, std::uint32_t id, protocol::Bytes &bytes) {
+    ++statistics_.requests;
+    const std::uint32_t code = announced_code(bytes);
+    const auto refused = [&](Status status, const std::string &why) { refuse(session, id, code, status, why); };
+    if (bytes.size() > limits_[Limit::message_bytes])
+        return refused(Status::too_large, "a message of " + std::to_string(bytes.size()) + " bytes");
+    try {
+        Received message(bytes);
+        if (!session.within_rate(now_(), limits_[Limit::rate]))
+            return refused(Status::too_fast, "too many requests in this second");
+        if (message.size() > limits_[Limit::parameters])
+            return refused(Status::too_large, "a message of " + std::to_string(message.size()) + " parameters");
+        dispatch(session, id, std::move(message));
+    } catch (const protocol::Malformed &malformed) {
+        refused(Status::invalid, malformed.what());
+    } catch (const std::bad_alloc &) {
+        refused(Status::no_memory, "out of memory");
+    }
+}
+
+// Rows of a write that were kept for the rest of it are dropped: they must not be done with those of another write.
+void Engine::refuse(Session &session, std::uint32_t id, std::uint32_t code, Status status, const std::string &why) {
+    ++statistics_.refusals;
+    if (code == control_set || code == control_unset)
+        session.staged.reset();
+    session.answer(id, refusal(code, status, why));
+}
+
+void Engine::dispatch(Session &session, std::uint32_t id, Received message) {
+    const Request request{session, id, message};
+    const auto refused = [&](Status status, const char *why) { refuse(session, id, message.code(), status, why); };
+    try {
+        const Handler handler = handler_of(message.code());
+        if (handler == nullptr)
+            return refused(Status::unsupported, "no such code");
+        if (const Reply reply = (this->*handler)(request))
+            session.answer(id, *reply);
+    } catch (const Defer &) {
+        deferred_.push_back({session.number(), id, std::move(message)});
+    } catch (const Refused &refusal) {
+        refused(refusal.status(), refusal.what());
+    } catch (const protocol::Malformed &malformed) {
+        refused(Status::invalid, malformed.what());
+    } catch (const std::length_error &) {
+        refused(Status::too_large, "an answer of more than 4096 parameters");
+    } catch (const std::bad_alloc &) {
+        refused(Status::no_memory, "out of memory");
+    }
+}
+
+LayerStore &Engine::any_layer(const Request &request) const {
+    const std::string name = key_part_or_empty(request, 0);
+    LayerStore *const layer = store_.find(name);
+    if (layer == nullptr)
+        throw Refused(Status::unknown_layer, "there is no layer " + name);
+    return *layer;
+}
+
+LayerStore &Engine::readable_layer(const Request &request) {
+    LayerStore &layer = any_layer(request);
+    if (pending_of(layer) != nullptr)
+        throw Defer();
+    return layer;
+}
+
+LayerStore &Engine::writable_layer(const Request &request) const {
+    LayerStore &layer = any_layer(request);
+    if (!layer.writer())
+        throw Refused(Status::read_only, "layer " + layer.name() + " takes no changes");
+    return layer;
+}
+
+// ---- changes
+
+Engine::PendingLayer *Engine::pending_of(const LayerStore &layer) {
+    const auto found =
+        std::find_if(pending_.begin(), pending_.end(), [&](const PendingLayer &p) { return p.layer == &layer; });
+    return found != pending_.end() ? &*found : nullptr;
+}
+
+void Engine::note_unsynced(const LayerStore &layer) {
+    if (std::find(unsynced_.begin(), unsynced_.end(), &layer) == unsynced_.end())
+        unsynced_.push_back(&layer);
+}
+
+Message Engine::write_answer(std::uint32_t code, const ChangeSet &changes, int durability,
+                             std::uint32_t visible) const {
+    Message message = ok_answer(code);
+    message.add(changes.layer().name()).add(changes.writer().name()).add(static_cast<std::uint32_t>(durability));
+    message.add(history_.revision());
+    if (code == control_set || code == control_unset)
+        message.add(visible);
+    return message;
+}
+
+namespace {
+
+std::uint32_t visible_values(const ChangeSet &changes) {
+    return static_cast<std::uint32_t>(
+        std::count_if(changes.changes().begin(), changes.changes().end(),
+                      [](const Change &change) { return change.kind == ChangeKind::value && change.visible(); }));
+}
+
+} // namespace
+
+Reply Engine::do_write(const Request &request, ChangeSet changes, std::uint32_t durability) {
+    const LayerStore &layer = changes.layer();
+    const int wanted = std::max(static_cast<int>(durability), layer.durability());
+    PendingLayer *pending = pending_of(layer);
+    if (wanted == DURABILITY_MEMORY && pending == nullptr) {
+        if (!changes.changes().empty())
+            note_unsynced(layer);
+        const std::uint32_t visible = visible_values(changes);
+        publish(layer, changes.take_changes());
+        return write_answer(request.code(), changes, DURABILITY_MEMORY, visible);
+    }
+    if (pending == nullptr)
+        pending = &pending_.emplace_back(PendingLayer{&layer, {}});
+    pending->writes.push_back({request.session.number(), request.id, request.code(), wanted, std::move(changes)});
+    return std::nullopt;
+}
+
+void Engine::publish(const LayerStore &layer, std::vector<Change> changes) {
+    for (Change &change : changes) {
+        if (change.visible())
+            publish_one(layer, change);
+    }
+}
+
+void Engine::publish_one(const LayerStore &layer, Change &change) {
+    std::uint32_t flags = change.visible_old != nullptr ? protocol::kEventHadValue : 0;
+    flags |= change.visible_new != nullptr ? protocol::kEventHasValue : 0;
+    if (change.kind != ChangeKind::value)
+        flags = change.kind == ChangeKind::group_created ? protocol::kEventGroupCreated : protocol::kEventGroupRemoved;
+    const EventRef event = history_.add({0, flags, layer.name(), std::move(change.group), std::move(change.name),
+                                         std::move(change.visible_old), std::move(change.visible_new)});
+    revised_(event->revision);
+    ++statistics_.changes;
+    for (const auto &[number, session] : sessions_) {
+        const bool wants = std::any_of(session->subscriptions.begin(), session->subscriptions.end(),
+                                       [&](const Scope &scope) { return scope.includes(*event); });
+        if (!wants)
+            continue;
+        ++(session->push_event(event, limits_[Limit::events]) ? statistics_.events : statistics_.lost);
+        session->wake();
+    }
+}
+
+// ---- the storage
+
+void Engine::commit_layer(PendingLayer &pending) {
+    int wanted = DURABILITY_MEMORY;
+    for (const PendingWrite &write : pending.writes)
+        wanted = std::max(wanted, write.wanted);
+    const BackendAccess &writer = pending.layer->backends()[*pending.layer->writer()];
+    ++statistics_.syncs;
+    const int reached = writer.sync(wanted);
+    if (reached < 0) {
+        log_error("layer " + pending.layer->name() + ": backend " + writer.name() +
+                  " cannot store changes: " + std::strerror(-reached));
+        for (auto write = pending.writes.rbegin(); write != pending.writes.rend(); ++write)
+            write->changes.undo();
+        note_unsynced(*pending.layer);
+    }
+    for (PendingWrite &write : pending.writes) {
+        const std::uint32_t visible = visible_values(write.changes);
+        if (reached >= 0)
+            publish(*pending.layer, write.changes.take_changes());
+        Session *const session = session_of(write.connection);
+        if (session == nullptr)
+            continue;
+        if (reached >= 0) {
+            session->answer(write.request, write_answer(write.code, write.changes, reached, visible));
+            continue;
+        }
+        const Refused refused = refusal_of(reached, writer.name(), "the change");
+        ++statistics_.refusals;
+        session->answer(write.request, refusal(write.code, refused.status(), refused.what()));
+    }
+}
+
+void Engine::commit() {
+    while (!pending_.empty() || !deferred_.empty()) {
+        std::vector<PendingLayer> pending = std::exchange(pending_, {});
+        for (PendingLayer &layer : pending)
+            commit_layer(layer);
+        for (Deferred &deferred : std::exchange(deferred_, {})) {
+            if (Session *const session = session_of(deferred.connection))
+                dispatch(*session, deferred.id, std::move(deferred.message));
+        }
+    }
+}
+
+void Engine::flush() {
+    for (const LayerStore *layer : std::exchange(unsynced_, {})) {
+        const BackendAccess &writer = layer->backends()[*layer->writer()];
+        ++statistics_.syncs;
+        if (const int result = writer.sync(DURABILITY_MEMORY); result < 0) {
+            log_error("layer " + layer->name() + ": backend " + writer.name() +
+                      " cannot store changes, which stay in memory: " + std::strerror(-result));
+            note_unsynced(*layer);
+        }
+    }
+}
+
+// ---- locks
+
+void Engine::answer_waits(const std::vector<Waited> &done) {
+    for (const Waited &wait : done) {
+        Session *const session = session_of(wait.connection);
+        if (session == nullptr)
+            continue;
+        if (!wait.granted)
+            ++statistics_.refusals;
+        session->answer(wait.request, wait.granted ? lock_answer(control_lock, {wait.layer, "", ""})
+                                                   : refusal(control_lock, Status::timed_out, "the lock is held"));
+    }
+}
+
+void Engine::expire_waits() {
+    std::vector<Waited> done;
+    locks_.expire(now_(), &done);
+    answer_waits(done);
+}
+
+} // namespace varnel::daemon

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#include "daemon/file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <filesystem>
+#include <system_error>
+#include <unistd.h>
+
+namespace varnel::daemon {
+
+namespace {
+
+constexpr std::size_t kMostBytes = 4096;
+
+bool write_all(int fd, const std::string &text) {
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t n = write(fd, text.data() + done, text.size() - done);
+        if (n < 0 && errno != EINTR)
+            return false;
+        done += n > 0 ? static_cast<std::size_t>(n) : 0;
+    }
+    return true;
+}
+
+bool write_new(const std::string &path, const std::string &text) {
+    const Fd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0640));
+    return fd && write_all(fd.get(), text) && fsync(fd.get()) == 0;
+}
+
+bool sync_folder_of(const std::string &path) {
+    const std::string folder = std::filesystem::path(path).parent_path();
+    const Fd fd(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return fd && fsync(fd.get()) == 0;
+}
+
+} // namespace
+
+Fd::~Fd() {
+    if (fd_ >= 0)
+        close(fd_);
+}
+
+std::optional<std::string> read_file(const std::string &path) {
+    const Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!fd && errno == ENOENT)
+        return std::nullopt;
+    std::string text(kMostBytes, '\0');
+    const ssize_t n = fd ? read(fd.get(), text.data(), text.size()) : -1;
+    if (n < 0)
+        throw std::system_error(errno, std::generic_category(), path);
+    text.resize(static_cast<std::size_t>(n));
+    return text;
+}
+
+bool replace_file(const std::string &path, const std::string &text) {
+    const std::string temporary = path + ".new";
+    return write_new(temporary, text) && std::rename(temporary.c_str(), path.c_str()) == 0 && sync_folder_of(path);
+}
+
+void make_folders(const std::string &path, mode_t mode) {
+    if (!path.empty() && std::filesystem::create_directories(path))
+        std::filesystem::permissions(path, static_cast<std::filesystem::perms>(mode));
+}
+
+} // namespace varnel::daemon

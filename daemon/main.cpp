@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+// varneld: puts the parts together.
+#include "daemon/log.h"
+#include "daemon/options.h"
+#include "daemon/revision_file.h"
+#include "daemon/server.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <optional>
+#include <sys/resource.h>
+
+namespace {
+
+using namespace varnel::daemon;
+
+// Every client needs a descriptor; the rest is for modules, sockets and the loop.
+void raise_descriptor_limit(const Limits &limits) {
+    constexpr rlim_t kOwnDescriptors = 64;
+    const rlim_t needed = limits[Limit::clients] + kOwnDescriptors;
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= needed)
+        return;
+    limit.rlim_cur = std::min(needed, limit.rlim_max);
+    if (setrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur < needed)
+        log_error("the limit of open files allows fewer than " + std::to_string(limits[Limit::clients]) + " clients");
+}
+
+class Loop {
+public:
+    Loop() {
+        if (uv_loop_init(&loop_) != 0)
+            throw std::runtime_error("cannot make an event loop");
+    }
+    Loop(const Loop &) = delete;
+    Loop &operator=(const Loop &) = delete;
+    ~Loop() { uv_loop_close(&loop_); }
+    uv_loop_t &get() { return loop_; }
+
+private:
+    uv_loop_t loop_{};
+};
+
+void note_revision(RevisionFile &file, std::uint64_t revision) {
+    if (!file.reserve(revision))
+        log_error("cannot write the revision file: revisions may come again after a crash");
+}
+
+void serve(const Options &options) {
+    make_folders(options.state, 0750);
+    std::optional<Listener> listener(options.socket);
+    const Fd udp = options.udp.empty() ? Fd() : bind_udp(options.udp);
+    raise_descriptor_limit(options.limits);
+    const Store store(options.tree, options.modules);
+    RevisionFile revisions(options.state + "/revision");
+    Loop loop;
+    uv_loop_t &uv = loop.get();
+    Engine engine(
+        store, options.limits, revisions.start(), [&uv] { return uv_now(&uv); },
+        [&revisions](std::uint64_t revision) { note_revision(revisions, revision); });
+    {
+        Server server(uv, engine, listener->get(), udp.get(), options.flush_interval);
+        std::printf("varneld: ready on %s\n", options.socket.path.c_str());
+        std::fflush(stdout);
+        server.run([&listener] { listener.reset(); });
+    }
+    engine.flush();
+    if (!revisions.close(engine.revision()))
+        log_error("cannot write the revision file");
+    log_info("ended");
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    // Clients that go away while they are written to are noticed when they are read; a file that reaches the limit of
+    // its size is answered as a full storage.
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+    try {
+        serve(read_options(argc, argv));
+    } catch (const Usage &usage) {
+        std::fprintf(usage.code() == 0 ? stdout : stderr, "%s\n", usage.what());
+        return usage.code();
+    } catch (const std::exception &error) {
+        log_error(error.what());
+        return EXIT_FAILURE;
+    }
+    return EXIT_SUCCESS;
+}

@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+#include "daemon/options.h"
+
+#include "daemon/configuration.h"
+
+#include "protocol/defaults.h"
+
+#include <CLI/CLI.hpp>
+
+#include <charconv>
+#include <filesystem>
+#include <sstream>
+#include <utility>
+
+namespace varnel::daemon {
+
+namespace {
+
+constexpr int kWrongUse = 2;
+constexpr const char *kDefaultState = "/var/lib/varnel";
+
+constexpr const char *kDescription =
+    "varneld, the settings daemon: serves layered settings over a UNIX socket, in the foreground.\n"
+    "Without --config it keeps the layer \"user\" in the state folder, above the factory defaults of\n"
+    "/etc/varnel/defaults.conf, and the layer \"volatile\" in memory.";
+
+constexpr const char *kFooter =
+    "Example: varneld --socket /tmp/varneld.sock --state /tmp/varnel --limits clients=32,rate=1000\n"
+    "SIGTERM and SIGINT end it. \"varneld: ready on PATH\" on standard output tells that it serves.\n"
+    "Exit codes: 0 ended by a signal, 1 cannot start, 2 wrong use or configuration.";
+
+// As given on the command line; what is empty was not.
+struct CommandLine {
+    std::string config, modules, state, socket, owner, group, mode, udp, flush_interval;
+    std::vector<std::string> limits;
+};
+
+std::string relative_to_program(const char *path) {
+    std::error_code error;
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+    return error ? std::string() : (program.parent_path() / path).lexically_normal().string();
+}
+
+// The folder of the modules: beside the program, where it was installed or built, or where it was meant to be
+// installed.
+std::string default_modules() {
+    for (const char *const place : {VARNEL_MODULES_FROM_PROGRAM, "../modules"}) {
+        const std::string folder = relative_to_program(place);
+        if (!folder.empty() && std::filesystem::is_directory(folder))
+            return folder;
+    }
+    return VARNEL_INSTALLED_MODULES;
+}
+
+std::uint64_t number_of(const std::string &text, int base, std::uint64_t least, std::uint64_t most, const char *what) {
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+    if (error != std::errc() || end != text.data() + text.size() || number < least || number > most)
+        throw Usage(kWrongUse, std::string(what) + ": \"" + text + "\" is no " + (base == 8 ? "octal " : "") +
+                                   "number from " + std::to_string(least) + " to " + std::to_string(most));
+    return number;
+}
+
+void set_limit(Limits &limits, const std::string &name, const std::string &text) {
+    if (const std::optional<std::string> wrong = limits.set(name, text))
+        throw Usage(kWrongUse, *wrong);
+}
+
+void set_limits(Limits &limits, const std::vector<std::string> &settings) {
+    for (const std::string &setting : settings) {
+        const std::size_t equals = setting.find('=');
+        if (equals == std::string::npos)
+            throw Usage(kWrongUse, "--limits: \"" + setting + "\" is no NAME=NUMBER");
+        set_limit(limits, setting.substr(0, equals), setting.substr(equals + 1));
+    }
+}
+
+std::string first_of(const std::string &given, const xdictionary *tree, const char *path, const std::string &fallback) {
+    return !given.empty() ? given : confparser_getstring(tree, path, fallback.c_str());
+}
+
+CommandLine parse(int argc, char **argv) {
+    CommandLine line;
+    CLI::App app(kDescription, "varneld");
+    app.footer(kFooter);
+    app.set_version_flag("--version", std::string("varneld ") + VARNEL_VERSION);
+    app.add_option("--config", line.config, "Configuration file, instead of the built-in configuration");
+    app.add_option("--modules", line.modules, "Folder of the storage modules");
+    app.add_option("--state", line.state, std::string("Folder of the stored values [") + kDefaultState + "]");
+    app.add_option("--socket", line.socket, std::string("Path of the socket [") + protocol::kDefaultSocket + "]");
+    app.add_option("--owner", line.owner, "User (name or number) that the socket belongs to");
+    app.add_option("--group", line.group, "Group (name or number) that the socket belongs to");
+    app.add_option("--mode", line.mode, "Mode of the socket, octal [0660]");
+    app.add_option("--udp", line.udp, "Serve UDP, too, at ADDRESS:PORT, or at PORT on loopback");
+    app.add_option("--flush-interval", line.flush_interval,
+                   "Milliseconds until changes in memory are brought to the storage [1000]");
+    app.add_option("--limits", line.limits, "NAME=NUMBER,...: see \"varnelctl status --limits\" for the names")
+        ->delimiter(',');
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        std::ostringstream out;
+        std::ostringstream problem;
+        const int code = app.exit(error, out, problem);
+        throw Usage(code == 0 ? 0 : kWrongUse, code == 0 ? out.str() : problem.str());
+    }
+    return line;
+}
+
+} // namespace
+
+Options read_options(int argc, char **argv) {
+    const CommandLine line = parse(argc, argv);
+    Options options;
+    options.tree = line.config.empty() ? load_built_in() : load_configuration(line.config);
+    const xdictionary *const tree = options.tree;
+    options.modules = first_of(line.modules, tree, "varneld:modules", default_modules());
+    options.state = first_of(line.state, tree, "varneld:state", kDefaultState);
+    options.udp = first_of(line.udp, tree, "varneld:udp", "");
+    options.socket.path = first_of(line.socket, tree, "varneld:socket", protocol::kDefaultSocket);
+    options.socket.owner = first_of(line.owner, tree, "varneld:owner", "");
+    options.socket.group = first_of(line.group, tree, "varneld:group", "");
+    options.socket.mode =
+        static_cast<mode_t>(number_of(first_of(line.mode, tree, "varneld:mode", "0660"), 8, 0, 0777, "mode"));
+    options.flush_interval = number_of(first_of(line.flush_interval, tree, "varneld:flush_interval", "1000"), 10, 10,
+                                       3600000, "flush_interval");
+    for (const auto &[name, text] : strings_of(confparser_getdic(tree, "varneld:limits")))
+        set_limit(options.limits, name, text);
+    set_limits(options.limits, line.limits);
+    give_state_folder(options.tree, options.state);
+    return options;
+}
+
+} // namespace varnel::daemon

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+// notify, unnotify, changed, trylock, lock, unlock.
+#include "daemon/engine.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace varnel::daemon {
+
+using protocol::Message;
+using protocol::Status;
+
+namespace {
+
+constexpr std::size_t kPageBytes = 65536;
+constexpr std::size_t kHeadParameters = 5;  // status, layer, revision, lost, more
+constexpr std::size_t kEventParameters = 7; // of a row
+
+bool includes(const std::vector<Scope> &subscriptions, const Event &event) {
+    return std::any_of(subscriptions.begin(), subscriptions.end(),
+                       [&](const Scope &scope) { return scope.includes(event); });
+}
+
+} // namespace
+
+Scope Engine::scope_of(const Request &request) const {
+    const auto [group, name] = scope_parts(request, 1);
+    return {any_layer(request).name(), group, name};
+}
+
+// What has happened since from, for a new subscription; what an earlier one of the connection has brought is left out.
+void Engine::catch_up(Session &session, const Scope &scope, std::uint64_t from) {
+    history_.replay(from, [&](const EventRef &event) {
+        if (scope.includes(*event) && !includes(session.subscriptions, *event)) {
+            session.push_event(event, limits_[Limit::history_events]);
+            ++statistics_.events;
+        }
+        return true;
+    });
+    if (session.has_events())
+        session.wake();
+}
+
+Reply Engine::notify(const Request &request) {
+    expect_count(request, 4);
+    Scope scope = scope_of(request);
+    const std::uint64_t from = request.message.uint64(3);
+    std::vector<Scope> &subscriptions = request.session.subscriptions;
+    const bool known = std::find(subscriptions.begin(), subscriptions.end(), scope) != subscriptions.end();
+    if (!known && subscriptions.size() >= limits_[Limit::subscriptions])
+        throw Refused(Status::too_many,
+                      "more subscriptions than the limit of " + std::to_string(limits_[Limit::subscriptions]));
+    const bool lost = from != protocol::kFromNow && !history_.remembers(from);
+    Message answer = ok_answer(request.code());
+    answer.add(scope.layer).add(history_.revision()).add(std::uint32_t{lost});
+    request.session.answer(request.id, answer); // before the events
+    if (!known) {
+        catch_up(request.session, scope, lost ? 0 : from);
+        subscriptions.push_back(std::move(scope));
+        ++statistics_.subscriptions;
+    }
+    return std::nullopt;
+}
+
+Reply Engine::unnotify(const Request &request) {
+    expect_count(request, 3);
+    const Scope scope = scope_of(request);
+    if (std::erase(request.session.subscriptions, scope) == 0)
+        throw Refused(Status::not_held, "there is no such subscription");
+    --statistics_.subscriptions;
+    Message answer = ok_answer(request.code());
+    answer.add(scope.layer);
+    return answer;
+}
+
+Reply Engine::changed(const Request &request) {
+    expect_count(request, 4);
+    const Scope scope = scope_of(request);
+    const std::uint64_t from = request.message.uint64(3);
+    const bool lost = from != protocol::kFromNow && !history_.remembers(from);
+    std::vector<EventRef> events;
+    std::size_t bytes = 0;
+    bool more = false;
+    history_.replay(lost ? 0 : from, [&](const EventRef &event) {
+        if (!scope.includes(*event))
+            return true;
+        bytes += event->bytes();
+        const std::size_t parameters = kHeadParameters + (events.size() + 1) * kEventParameters;
+        more = !events.empty() && (bytes > kPageBytes || parameters > protocol::kMostParameters);
+        if (!more)
+            events.push_back(event);
+        return !more;
+    });
+    Message answer = ok_answer(request.code());
+    answer.add(scope.layer).add(history_.revision()).add(std::uint32_t{lost}).add(std::uint32_t{more});
+    for (const EventRef &event : events)
+        add_event(answer, *event);
+    return answer;
+}
+
+// ---- locks
+
+std::string Engine::describe(ConnectionNumber number) const {
+    const Session *const session = session_of(number);
+    return session != nullptr ? session->description() : "connection " + std::to_string(number);
+}
+
+Scope Engine::lock_scope(const Request &request) const {
+    Scope scope = scope_of(request);
+    if (scope.group.empty())
+        throw Refused(Status::invalid, "a lock is on a group or on a value in one");
+    return scope;
+}
+
+// True when the connection has the lock now.
+bool Engine::take_lock(const Request &request, const Scope &scope) {
+    const ConnectionNumber number = request.session.number();
+    if (locks_.holds(number, scope))
+        return true;
+    if (locks_.count(number) >= limits_[Limit::locks])
+        throw Refused(Status::too_many, "more locks than the limit of " + std::to_string(limits_[Limit::locks]));
+    return locks_.try_lock(number, scope);
+}
+
+Message Engine::lock_answer(std::uint32_t code, const Scope &scope) {
+    Message answer = ok_answer(code);
+    answer.add(scope.layer);
+    return answer;
+}
+
+Reply Engine::trylock(const Request &request) {
+    expect_count(request, 3);
+    const Scope scope = lock_scope(request);
+    if (take_lock(request, scope))
+        return lock_answer(request.code(), scope);
+    const auto holder = locks_.holder(scope, request.session.number());
+    throw Refused(Status::busy, holder ? "locked by " + describe(*holder) : "others are waiting for the lock");
+}
+
+Reply Engine::lock(const Request &request) {
+    expect_count(request, 4);
+    const Scope scope = lock_scope(request);
+    const std::uint32_t wait = request.message.uint32(3);
+    if (wait > limits_[Limit::lock_wait])
+        throw Refused(Status::too_large,
+                      "a wait of more than " + std::to_string(limits_[Limit::lock_wait]) + " milliseconds");
+    if (take_lock(request, scope))
+        return lock_answer(request.code(), scope);
+    if (wait == 0)
+        throw Refused(Status::timed_out, "the lock is held");
+    locks_.wait(request.session.number(), request.id, scope, now_() + wait);
+    return std::nullopt;
+}
+
+Reply Engine::unlock(const Request &request) {
+    expect_count(request, 3);
+    const Scope scope = lock_scope(request);
+    std::vector<Waited> done;
+    if (!locks_.unlock(request.session.number(), scope, &done))
+        throw Refused(Status::not_held, "there is no such lock of this connection");
+    answer_waits(done);
+    return lock_answer(request.code(), scope);
+}
+
+} // namespace varnel::daemon

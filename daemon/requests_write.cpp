@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: MIT
+// create_group, remove_group, set, unset, sync.
+#include "daemon/engine.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <set>
+#include <utility>
+
+namespace varnel::daemon {
+
+using protocol::Status;
+
+namespace {
+
+constexpr std::size_t kFirstRow = 3; // behind layer, durability and flags
+
+// Does one change; one that fails is refused, and everything that the request has done so far is taken back.
+template <class Step> void do_step(ChangeSet &changes, const std::string &what, Step step) {
+    const int result = step();
+    if (result == 0)
+        return;
+    const BackendAccess &failed = changes.failed() != nullptr ? *changes.failed() : changes.writer();
+    const Refused refused = refusal_of(result, failed.name(), what);
+    changes.undo();
+    throw refused;
+}
+
+std::string words_of(const LayerStore &layer, const std::string &group, const std::string &name) {
+    return layer.name() + ":" + group + (name.empty() ? "" : ":" + name);
+}
+
+WriteRow row_at(const Request &request, std::size_t index, bool with_value, std::uint32_t value_bytes) {
+    WriteRow row{key_part(request, index), key_part(request, index + 1), nullptr};
+    if (!with_value)
+        return row;
+    const xdata &value = request.message.at(index + 2);
+    if (value.type == XDATA_STRING && value.value.s.len > value_bytes)
+        throw Refused(Status::too_large, "a value of " + std::to_string(value.value.s.len) + " bytes");
+    row.value = copy_of(value);
+    return row;
+}
+
+std::vector<WriteRow> rows_of(const Request &request, bool with_values, std::uint32_t value_bytes) {
+    const std::size_t width = with_values ? 3 : 2;
+    const std::size_t parameters = request.message.size();
+    if (parameters < kFirstRow || (parameters - kFirstRow) % width != 0)
+        throw Refused(Status::invalid, std::string(control_string(request.code())) + ": " + std::to_string(parameters) +
+                                           " parameters are no whole rows");
+    std::vector<WriteRow> rows;
+    for (std::size_t i = kFirstRow; i < parameters; i += width)
+        rows.push_back(row_at(request, i, with_values, value_bytes));
+    return rows;
+}
+
+std::size_t bytes_of(const std::vector<WriteRow> &rows) {
+    std::size_t bytes = 0;
+    for (const WriteRow &row : rows)
+        bytes += sizeof row + row.group.size() + row.name.size() +
+                 (row.value != nullptr ? protocol::encoded_size(*row.value) : 0);
+    return bytes;
+}
+
+std::uint32_t flags_of(const Request &request, bool with_values) {
+    const std::uint32_t flags = request.message.uint32(2);
+    const std::uint32_t known = with_values ? protocol::kWriteFlags : protocol::kWriteFlags & ~protocol::kWriteReplace;
+    if ((flags & ~known) != 0)
+        throw Refused(Status::invalid, "flags that this request does not have");
+    return flags;
+}
+
+// What the backend holds beside the rows: values in their groups, and other groups, whose names are empty.
+std::vector<WriteRow> others_than(ChangeSet &changes, const std::vector<WriteRow> &rows) {
+    std::set<std::pair<std::string_view, std::string_view>> kept;
+    std::set<std::string_view> kept_groups;
+    for (const WriteRow &row : rows) {
+        kept.emplace(row.group, row.name);
+        kept_groups.insert(row.group);
+    }
+    std::vector<WriteRow> others;
+    do_step(changes, changes.layer().name(), [&] {
+        return changes.writer().list(nullptr, [&](std::string_view group, std::string_view name, const xdata *) {
+            const bool group_stays = kept_groups.count(group) != 0;
+            if (name.empty() ? !group_stays : group_stays && kept.count({group, name}) == 0)
+                others.push_back({std::string(group), std::string(name), nullptr});
+            return true;
+        });
+    });
+    return others;
+}
+
+void remove_all(ChangeSet &changes, const std::vector<WriteRow> &rows) {
+    for (const WriteRow &row : rows)
+        do_step(changes, words_of(changes.layer(), row.group, row.name), [&] {
+            return row.name.empty() ? changes.remove_group(row.group) : changes.unset(row.group, row.name);
+        });
+}
+
+} // namespace
+
+Reply Engine::create_group(const Request &request) {
+    expect_count(request, 3);
+    const std::string group = key_part(request, 1);
+    const std::uint32_t durability = durability_at(request, 2);
+    LayerStore &layer = writable_layer(request);
+    ChangeSet changes(layer);
+    do_step(changes, words_of(layer, group, ""), [&] { return changes.create_group(group); });
+    return do_write(request, std::move(changes), durability);
+}
+
+Reply Engine::remove_group(const Request &request) {
+    expect_count(request, 3);
+    const std::string group = key_part(request, 1);
+    const std::uint32_t durability = durability_at(request, 2);
+    LayerStore &layer = writable_layer(request);
+    ChangeSet changes(layer);
+    do_step(changes, words_of(layer, group, ""), [&] { return changes.remove_group(group); });
+    return do_write(request, std::move(changes), durability);
+}
+
+Reply Engine::set(const Request &request) {
+    return write_rows(request, true);
+}
+
+Reply Engine::unset(const Request &request) {
+    return write_rows(request, false);
+}
+
+// Adds the rows to what the connection has sent before, and keeps all of them when more are to come. True then.
+bool Engine::stage(const Request &request, const LayerStore &layer, std::vector<WriteRow> &rows, bool more) {
+    std::optional<StagedWrite> &staged = request.session.staged;
+    if (!more && !staged)
+        return false;
+    if (staged && (staged->code != request.code() || staged->layer != layer.name())) {
+        staged.reset();
+        throw Refused(Status::invalid, "another write is waiting for the rest of its rows; it has been dropped");
+    }
+    if (!staged)
+        staged = StagedWrite{request.code(), layer.name(), {}};
+    staged->bytes += bytes_of(rows);
+    if (staged->bytes > limits_[Limit::staged_bytes]) {
+        staged.reset();
+        throw Refused(Status::too_large, "a write of too many bytes; it has been dropped");
+    }
+    std::move(rows.begin(), rows.end(), std::back_inserter(staged->rows));
+    if (more)
+        return true;
+    rows = std::move(staged->rows);
+    staged.reset();
+    return false;
+}
+
+void Engine::respect_locks(const Request &request, const LayerStore &layer, const std::vector<WriteRow> &rows) const {
+    for (const WriteRow &row : rows) {
+        const auto holder = locks_.holder({layer.name(), row.group, row.name}, request.session.number());
+        if (holder)
+            throw Refused(Status::busy, words_of(layer, row.group, row.name) + " is locked by " + describe(*holder));
+    }
+}
+
+Reply Engine::write_rows(const Request &request, bool with_values) {
+    std::vector<WriteRow> rows = rows_of(request, with_values, limits_[Limit::value_bytes]);
+    const std::uint32_t durability = durability_at(request, 1);
+    const std::uint32_t flags = flags_of(request, with_values);
+    LayerStore &layer = writable_layer(request);
+    ChangeSet changes(layer);
+    if (stage(request, layer, rows, (flags & protocol::kWriteMore) != 0))
+        return write_answer(request.code(), changes, DURABILITY_MEMORY, 0);
+    if (rows.empty() && (flags & protocol::kWriteReplace) == 0)
+        throw Refused(Status::invalid, std::string(control_string(request.code())) + " without a row");
+    std::vector<WriteRow> others;
+    if ((flags & protocol::kWriteReplace) != 0)
+        others = others_than(changes, rows);
+    if ((flags & protocol::kWriteRespectLocks) != 0) {
+        respect_locks(request, layer, rows);
+        respect_locks(request, layer, others);
+    }
+    remove_all(changes, others);
+    for (const WriteRow &row : rows)
+        do_step(changes, words_of(layer, row.group, row.name), [&] {
+            return with_values ? changes.set(row.group, row.name, *row.value) : changes.unset(row.group, row.name);
+        });
+    return do_write(request, std::move(changes), durability);
+}
+
+Reply Engine::sync(const Request &request) {
+    if (request.message.size() > 1)
+        expect_count(request, 1);
+    const LayerStore *const only = request.message.size() == 1 ? &any_layer(request) : nullptr;
+    if (!pending_.empty())
+        throw Defer();
+    int least = DURABILITY_FOLDER;
+    for (const auto &layer : store_.layers()) {
+        if ((only != nullptr && only != layer.get()) || !layer->writer())
+            continue;
+        const BackendAccess &writer = layer->backends()[*layer->writer()];
+        ++statistics_.syncs;
+        const int reached = writer.sync(DURABILITY_FOLDER);
+        if (reached < 0)
+            throw refusal_of(reached, writer.name(), "layer " + layer->name());
+        std::erase(unsynced_, layer.get());
+        least = std::min(least, reached);
+    }
+    protocol::Message answer = ok_answer(request.code());
+    answer.add(static_cast<std::uint32_t>(least));
+    return answer;
+}
+
+} // namespace varnel::daemon

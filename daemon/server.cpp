@@ -1,0 +1,265 @@
+// SPDX-License-Identifier: MIT
+#include "daemon/server.h"
+
+#include "daemon/log.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <unistd.h>
+#include <utility>
+
+namespace varnel::daemon {
+
+namespace {
+
+constexpr std::uint64_t kHouseInterval = 1000; // milliseconds, like those below
+constexpr std::uint64_t kEndInterval = 10;
+constexpr std::uint64_t kLongestEnd = 2000;
+constexpr std::uint64_t kRefusalLogInterval = 1000;
+constexpr int kDatagramsATurn = 64;
+
+// Answers to ports above this would go to the address one below: the transport counts ports as signed numbers.
+constexpr std::uint16_t kHighestPort = 32767;
+
+std::uint64_t peer_key(const sockaddr_in &peer) {
+    return std::uint64_t{peer.sin_addr.s_addr} << 16 | peer.sin_port;
+}
+
+Server &server_of(void *handle) {
+    return *static_cast<Server *>(static_cast<uv_handle_t *>(handle)->data);
+}
+
+} // namespace
+
+template <class Handle> void Server::own(Handle &handle) {
+    handle.data = this;
+    handles_.push_back(reinterpret_cast<uv_handle_t *>(&handle));
+}
+
+Server::Server(uv_loop_t &loop, Engine &engine, int listener, int udp, std::uint64_t flush_interval)
+    : loop_(loop), engine_(engine), listener_(listener), udp_(udp), flush_interval_(flush_interval) {
+    uv_poll_init(&loop_, &listener_poll_, listener_);
+    own(listener_poll_);
+    if (udp_ >= 0) {
+        uv_poll_init(&loop_, &udp_poll_, udp_);
+        own(udp_poll_);
+    }
+    uv_check_init(&loop_, &check_);
+    own(check_);
+    for (uv_timer_t *timer : {&house_timer_, &flush_timer_, &wait_timer_, &end_timer_}) {
+        uv_timer_init(&loop_, timer);
+        own(*timer);
+    }
+    for (uv_signal_t *signal : {&term_, &interrupt_}) {
+        uv_signal_init(&loop_, signal);
+        own(*signal);
+    }
+    // Now, so that who is told that the daemon is ready can end it.
+    const auto on_signal = [](uv_signal_t *h, int) { server_of(h).begin_end(); };
+    uv_signal_start(&term_, on_signal, SIGTERM);
+    uv_signal_start(&interrupt_, on_signal, SIGINT);
+}
+
+void Server::run(const std::function<void()> &stopping) {
+    stopping_ = stopping;
+    uv_poll_start(&listener_poll_, UV_READABLE, [](uv_poll_t *h, int, int) { server_of(h).accept_all(); });
+    if (udp_ >= 0)
+        uv_poll_start(&udp_poll_, UV_READABLE, [](uv_poll_t *h, int, int) { server_of(h).receive_datagrams(); });
+    uv_check_start(&check_, [](uv_check_t *h) { server_of(h).end_of_turn(); });
+    uv_timer_start(
+        &house_timer_, [](uv_timer_t *h) { server_of(h).keep_house(); }, kHouseInterval, kHouseInterval);
+    uv_timer_start(
+        &flush_timer_, [](uv_timer_t *h) { server_of(h).engine_.flush(); }, flush_interval_, flush_interval_);
+    uv_run(&loop_, UV_RUN_DEFAULT);
+}
+
+void Server::for_each(const std::function<void(Connection &)> &visit) const {
+    for (const auto &[number, connection] : streams_)
+        visit(*connection);
+    for (const auto &[key, connection] : datagrams_)
+        visit(*connection);
+}
+
+// ---- arriving
+
+// One line a second at most: strangers must not fill the log.
+bool Server::is_full(const char *what) {
+    if (streams_.size() + datagrams_.size() < engine_.limits()[Limit::clients])
+        return false;
+    ++engine_.statistics().refused;
+    ++refusals_not_logged_;
+    if (now() - last_refusal_logged_ >= kRefusalLogInterval || last_refusal_logged_ == 0) {
+        log_error(std::string(what) + " refused (" + std::to_string(refusals_not_logged_) + " since the last line): " +
+                  std::to_string(engine_.limits()[Limit::clients]) + " connections are the limit");
+        last_refusal_logged_ = now();
+        refusals_not_logged_ = 0;
+    }
+    return true;
+}
+
+void Server::accept_all() {
+    while (true) {
+        Fd fd(accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (fd) {
+            accept_one(std::move(fd));
+        } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+            log_error(std::string("cannot accept connections for a second: ") + std::strerror(errno));
+            uv_poll_stop(&listener_poll_); // the house timer starts it again
+            return;
+        } else if (errno != EINTR && errno != ECONNABORTED) {
+            return;
+        }
+    }
+}
+
+void Server::accept_one(Fd fd) {
+    if (is_full("connection"))
+        return;
+    const ConnectionNumber number = ++last_number_;
+    auto connection = std::make_unique<StreamConnection>(*this, engine_, number, std::move(fd));
+    log_info(connection->description() + " opened");
+    ++engine_.statistics().accepted;
+    ++engine_.statistics().connections;
+    streams_.emplace(number, std::move(connection));
+}
+
+Connection *Server::datagram_peer(const sockaddr_in &peer, const std::uint8_t *data, std::size_t size) {
+    const auto found = datagrams_.find(peer_key(peer));
+    if (found != datagrams_.end())
+        return found->second.get();
+    const bool is_packet = size >= PACKET_HEADER_SIZE && std::memcmp(data, PACKET_MAGIC, PACKET_MAGIC_SIZE) == 0;
+    if (!is_packet || ntohs(peer.sin_port) > kHighestPort || peer.sin_port == 0 || is_full("UDP peer"))
+        return nullptr;
+    const ConnectionNumber number = ++last_number_;
+    auto connection = std::make_unique<DatagramConnection>(*this, engine_, number, udp_, peer);
+    log_info(connection->description() + " opened");
+    ++engine_.statistics().accepted;
+    ++engine_.statistics().connections;
+    return datagrams_.emplace(peer_key(peer), std::move(connection)).first->second.get();
+}
+
+void Server::receive_datagrams() {
+    for (int i = 0; i < kDatagramsATurn; ++i) {
+        std::uint8_t buffer[PACKET_SIZE + 1];
+        sockaddr_in peer{};
+        socklen_t length = sizeof peer;
+        const ssize_t n =
+            recvfrom(udp_, buffer, sizeof buffer, MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&peer), &length);
+        if (n < 0 && errno != EINTR)
+            return;
+        const auto size = static_cast<std::size_t>(std::max<ssize_t>(n, 0));
+        if (size == 0 || size > PACKET_SIZE || length != sizeof peer)
+            continue;
+        Connection *const connection = datagram_peer(peer, buffer, size);
+        if (connection != nullptr && !connection->is_doomed())
+            connection->receive_datagram(buffer, size, now());
+    }
+}
+
+// ---- leaving
+
+void Server::leave(Connection &connection) {
+    leaving_.push_back(connection.number());
+}
+
+void Server::doom(Connection &connection, const std::string &why) {
+    log_error(connection.description() + " closed: " + why);
+    ++engine_.statistics().dropped;
+    leave(connection);
+}
+
+void Server::close(ConnectionNumber number) {
+    if (const auto stream = streams_.find(number); stream != streams_.end()) {
+        StreamConnection::retire(std::move(stream->second));
+        streams_.erase(stream);
+        --engine_.statistics().connections;
+        return;
+    }
+    const auto datagram = std::find_if(datagrams_.begin(), datagrams_.end(),
+                                       [number](const auto &entry) { return entry.second->number() == number; });
+    if (datagram != datagrams_.end()) {
+        datagrams_.erase(datagram);
+        --engine_.statistics().connections;
+    }
+}
+
+void Server::close_leavers() {
+    while (!leaving_.empty()) {
+        for (const ConnectionNumber number : std::exchange(leaving_, {}))
+            close(number);
+    }
+}
+
+// ---- turns and timers
+
+void Server::end_of_turn() {
+    engine_.commit();
+    close_leavers();
+    set_wait_timer();
+}
+
+void Server::set_wait_timer() {
+    const std::uint64_t deadline = engine_.next_deadline().value_or(0);
+    if (deadline == wait_deadline_)
+        return;
+    wait_deadline_ = deadline;
+    if (deadline == 0) {
+        uv_timer_stop(&wait_timer_);
+        return;
+    }
+    uv_timer_start(
+        &wait_timer_,
+        [](uv_timer_t *h) {
+            server_of(h).wait_deadline_ = 0;
+            server_of(h).engine_.expire_waits();
+            server_of(h).set_wait_timer();
+        },
+        deadline > now() ? deadline - now() : 0, 0);
+}
+
+void Server::keep_house() {
+    for_each([this](Connection &connection) {
+        const std::optional<std::string> why = connection.overdue(now());
+        if (why && !connection.is_doomed())
+            doom(connection, *why);
+        if (connection.waits_for_room() && dynamic_cast<DatagramConnection *>(&connection) != nullptr)
+            connection.resume(now());
+    });
+    if (end_deadline_ == 0)
+        uv_poll_start(&listener_poll_, UV_READABLE, [](uv_poll_t *h, int, int) { server_of(h).accept_all(); });
+}
+
+// ---- the end
+
+void Server::begin_end() {
+    if (end_deadline_ != 0)
+        return;
+    end_deadline_ = now() + kLongestEnd;
+    uv_poll_stop(&listener_poll_); // before its descriptor is closed
+    stopping_();
+    uv_timer_start(
+        &end_timer_, [](uv_timer_t *h) { server_of(h).end_when_drained(); }, 0, kEndInterval);
+}
+
+void Server::end_when_drained() {
+    engine_.commit();
+    bool drained = true;
+    for_each([&drained](Connection &connection) { drained = drained && connection.is_drained(); });
+    if (!drained && now() < end_deadline_)
+        return;
+    close_everything();
+}
+
+void Server::close_everything() {
+    for (const auto &[number, connection] : streams_)
+        leaving_.push_back(number);
+    close_leavers();
+    datagrams_.clear();
+    for (uv_handle_t *handle : handles_)
+        uv_close(handle, nullptr);
+    handles_.clear();
+}
+
+} // namespace varnel::daemon

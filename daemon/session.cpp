@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#include "daemon/session.h"
+
+#include "protocol/protocol.h"
+
+namespace varnel::daemon {
+
+namespace {
+
+constexpr std::uint64_t kMillisecondsPerSecond = 1000;
+
+Value value_or_empty(const Value &value) {
+    return value != nullptr ? copy_of(*value) : make_string("");
+}
+
+} // namespace
+
+void add_event(protocol::Message &message, const Event &event) {
+    message.add(event.revision).add(event.flags).add(event.layer).add(event.group).add(event.name);
+    message.add(value_or_empty(event.old_value)).add(value_or_empty(event.new_value));
+}
+
+bool Session::push_event(EventRef event, std::size_t bound) {
+    lost_ = lost_ || events_.size() >= bound;
+    if (!lost_)
+        events_.push_back(std::move(event));
+    return !lost_;
+}
+
+std::optional<protocol::Bytes> Session::take_event(std::uint64_t revision) {
+    protocol::Message message(control_changed);
+    if (!events_.empty()) {
+        add_event(message, *events_.front());
+        events_.pop_front();
+        return message.encode();
+    }
+    if (!lost_)
+        return std::nullopt;
+    lost_ = false;
+    add_event(message, Event{revision, protocol::kEventLost, "", "", "", nullptr, nullptr});
+    return message.encode();
+}
+
+bool Session::within_rate(std::uint64_t now, std::uint32_t rate) {
+    if (now / kMillisecondsPerSecond != second_) {
+        second_ = now / kMillisecondsPerSecond;
+        requests_ = 0;
+    }
+    return ++requests_ <= rate;
+}
+
+} // namespace varnel::daemon

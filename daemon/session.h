@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+// What the daemon keeps of a connection beside its transport: subscriptions, events that wait, a write that comes in
+// parts.
+#pragma once
+
+#include "daemon/event.h"
+#include "daemon/lock_table.h"
+
+#include "protocol/message.h"
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace varnel::daemon {
+
+// A row of a write: the value is nullptr to unset.
+struct WriteRow {
+    std::string group;
+    std::string name;
+    Value value;
+};
+
+// Rows that wait for the request that does them.
+struct StagedWrite {
+    std::uint32_t code;
+    std::string layer;
+    std::vector<WriteRow> rows;
+    std::size_t bytes = 0;
+};
+
+class Session {
+public:
+    Session(ConnectionNumber number, std::string description) : number_(number), description_(std::move(description)) {}
+    Session(const Session &) = delete;
+    Session &operator=(const Session &) = delete;
+    virtual ~Session() = default;
+
+    // Sends the answer to a request, now or when there is room.
+    virtual void answer(std::uint32_t request, const protocol::Message &message) = 0;
+
+    // Events wait: take_event until there is none, as far as there is room.
+    virtual void wake() = 0;
+
+    [[nodiscard]] ConnectionNumber number() const { return number_; }
+    [[nodiscard]] const std::string &description() const { return description_; }
+
+    // Keeps an event for sending. False past the bound: only that events were lost is kept then.
+    bool push_event(EventRef event, std::size_t bound);
+    void lose_events() { lost_ = true; }
+
+    // The next event, encoded; nothing when there is none. revision is the current one.
+    std::optional<protocol::Bytes> take_event(std::uint64_t revision);
+    [[nodiscard]] bool has_events() const { return lost_ || !events_.empty(); }
+
+    // Counts a request; false when there were more in this second than rate. now is in milliseconds.
+    bool within_rate(std::uint64_t now, std::uint32_t rate);
+
+    std::vector<Scope> subscriptions;
+    std::optional<StagedWrite> staged;
+
+private:
+    const ConnectionNumber number_;
+    const std::string description_;
+    std::deque<EventRef> events_;
+    bool lost_ = false;
+    std::uint64_t second_ = 0;
+    std::uint32_t requests_ = 0;
+};
+
+// An event's seven parameters, added to a message that is being made.
+void add_event(protocol::Message &message, const Event &event);
+
+} // namespace varnel::daemon
