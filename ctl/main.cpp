@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: MIT
+#include "ctl/commands.h"
+
+#include <exception>
+
+int main(int argc, char **argv) {
+    try {
+        return varnel::ctl::run(argc, argv, VARNEL_VERSION);
+    } catch (const std::exception &) {
+        return 4; // no memory for a message either
+    }
+}

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+// From the command line to an exit code.
+#include "ctl/arguments.h"
+#include "ctl/commands.h"
+#include "ctl/failure.h"
+#include "ctl/options.h"
+#include "ctl/output.h"
+
+#include <algorithm>
+#include <iostream>
+
+namespace varnel::ctl {
+
+namespace {
+
+constexpr const char *kDescription = "Read and change the settings that varneld keeps.\n"
+                                     "\n"
+                                     "Keys are layer:group:name. An empty layer, as in :network:mtu, is the default\n"
+                                     "layer; where a value is wanted, network:mtu says the same.";
+
+constexpr const char *kFooter = "'varnelctl COMMAND --help' tells more, with examples; so does varnelctl(1).\n"
+                                "\n"
+                                "Exit codes: 0 done; 1 no such value or group; 2 wrong use; 3 the daemon cannot be\n"
+                                "reached; 4 the daemon refused.";
+
+constexpr const char *kOptionsOfAll = "\n\nFor all commands: --socket PATH, --udp HOST:PORT, --timeout SECONDS";
+
+void add_commands(CLI::App &app, Session &session) {
+    app.fallthrough(); // options of all commands may stand behind one
+    app.require_subcommand(1);
+    for (const Command &command : kCommands) {
+        CLI::App *const sub = app.add_subcommand(command.name, command.summary);
+        sub->footer(std::string("Examples:\n") + command.examples + kOptionsOfAll);
+        command.add(*sub, session);
+    }
+}
+
+// Help is success; everything else that ends parsing is wrong use.
+int end_of_parsing(const CLI::App &app, const CLI::ParseError &error) {
+    if (error.get_exit_code() == 0)
+        return app.exit(error, std::cout, std::cerr);
+    const auto commands = app.get_subcommands();
+    const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
+    complain(std::string(error.what()) + "\n('varnelctl" + command + " --help' shows how it is used)");
+    return kUsage;
+}
+
+int parse_and_run(CLI::App &app, Session &session, std::vector<std::string> options) {
+    std::reverse(options.begin(), options.end()); // as the parser takes them
+    try {
+        app.parse(std::move(options));
+    } catch (const CLI::ParseError &error) {
+        return end_of_parsing(app, error);
+    }
+    flush_output();
+    return session.result;
+}
+
+// What a command throws, in words and as an exit code.
+template <class Body> int report_errors(const Session &session, Body body) {
+    try {
+        return body();
+    } catch (const BrokenPipe &) {
+        return kRefused; // who read the output has seen enough
+    } catch (const Failure &failure) {
+        complain(failure.what());
+        return failure.code();
+    } catch (const conversation::Error &error) {
+        complain(explain_error(error, session.path()));
+        return exit_code_of(error);
+    } catch (const std::exception &error) {
+        complain(error.what());
+        return kRefused;
+    }
+}
+
+} // namespace
+
+int run(int argc, const char *const *argv, const char *version) {
+    Session session;
+    return report_errors(session, [&] {
+        Arguments arguments = prepare_arguments(argc, argv);
+        session.words = std::move(arguments.words);
+        CLI::App app(kDescription, "varnelctl");
+        app.footer(kFooter);
+        app.set_version_flag("--version", std::string("varnelctl ") + version);
+        add_connection_options(app, session);
+        add_commands(app, session);
+        return parse_and_run(app, session, std::move(arguments.options));
+    });
+}
+
+} // namespace varnel::ctl
