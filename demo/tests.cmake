@@ -3,6 +3,11 @@
 add_test(NAME demo_end_to_end COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/run" "${PROJECT_BINARY_DIR}")
 set_tests_properties(demo_end_to_end PROPERTIES LABELS demo TIMEOUT 120 FAIL_REGULAR_EXPRESSION "Sanitizer")
 
+if(TARGET varneld AND TARGET varnelctl AND TARGET module_sqlite)
+  add_test(NAME demo_store COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/store" "${PROJECT_BINARY_DIR}")
+  set_tests_properties(demo_store PROPERTIES LABELS demo TIMEOUT 120 FAIL_REGULAR_EXPRESSION "Sanitizer")
+endif()
+
 add_test(NAME readme_first_program COMMAND
   "${CMAKE_CURRENT_SOURCE_DIR}/check_readme" "${PROJECT_SOURCE_DIR}/README.md" "${CMAKE_CURRENT_SOURCE_DIR}/first.c"
   $<TARGET_FILE:varnel_first>)
