@@ -51,18 +51,18 @@ bool is_one_of(std::string_view text, std::span<const std::string_view> words) {
 }
 
 bool is_durability(std::string_view text) {
-    constexpr std::string_view words[] = {"memory", "file", "folder"};
-    return is_one_of(text, words);
+    constexpr std::string_view kWords[] = {"memory", "file", "folder"};
+    return is_one_of(text, kWords);
 }
 
 bool is_journal(std::string_view text) {
-    constexpr std::string_view words[] = {"wal", "delete", "truncate", "persist"};
-    return is_one_of(text, words);
+    constexpr std::string_view kWords[] = {"wal", "delete", "truncate", "persist"};
+    return is_one_of(text, kWords);
 }
 
 bool is_sync(std::string_view text) {
-    constexpr std::string_view words[] = {"full", "extra", "normal", "off"};
-    return is_one_of(text, words);
+    constexpr std::string_view kWords[] = {"full", "extra", "normal", "off"};
+    return is_one_of(text, kWords);
 }
 
 // As confparser_getint reads: in base 0, where a leading zero means octal.

@@ -65,12 +65,15 @@ const ConfigGroup *StoreChecker::find_group(const char *name) {
 
 const ConfigGroup *StoreChecker::find_filled_group(const char *name) {
     const ConfigEntry *const entry = report_.tree().root().find(name);
-    if (entry == nullptr)
+    if (entry == nullptr) {
         report_.error({}, "there is no group " + in_quotes(name), std::string(name) + " = {");
+        return nullptr;
+    }
     const ConfigGroup *const group = find_group(name);
-    if (group != nullptr && group->entries().empty())
-        report_.error(entry->key_place, "the group " + in_quotes(name) + " is empty", "at least one group in it");
-    return group != nullptr && !group->entries().empty() ? group : nullptr;
+    if (group == nullptr || !group->entries().empty())
+        return group;
+    report_.error(entry->key_place, "the group " + in_quotes(name) + " is empty", "at least one group in it");
+    return nullptr;
 }
 
 void StoreChecker::check() {
@@ -105,9 +108,9 @@ void StoreChecker::check_names() {
 std::string module_of(const ConfigEntry &backend, const ConfigGroup &settings) {
     const ConfigEntry *const library = settings.find("library");
     std::string name = library != nullptr && !library->is_group() ? library->value : backend.key;
-    constexpr std::string_view ending = ".so";
-    if (name.ends_with(ending))
-        name.resize(name.size() - ending.size());
+    constexpr std::string_view kEnding = ".so";
+    if (name.ends_with(kEnding))
+        name.resize(name.size() - kEnding.size());
     return name;
 }
 

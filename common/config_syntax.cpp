@@ -116,11 +116,11 @@ void SyntaxReader::read_bare(const LogicalLine &line, const Slice &bare) {
 
 // Of a line that ends in a brace: what stands before it, and is no brace, space or equals sign at its ends.
 Slice name_before_brace(const Slice &bare) {
-    constexpr std::string_view around = " \t}=";
+    constexpr std::string_view kAround = " \t}=";
     Slice name = {bare.text, bare.length - 1};
-    while (name.length != 0 && around.find(name.text[name.length - 1]) != std::string_view::npos)
+    while (name.length != 0 && kAround.find(name.text[name.length - 1]) != std::string_view::npos)
         --name.length;
-    for (; name.length != 0 && around.find(*name.text) != std::string_view::npos; --name.length)
+    for (; name.length != 0 && kAround.find(*name.text) != std::string_view::npos; --name.length)
         ++name.text;
     return name;
 }

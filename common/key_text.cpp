@@ -4,6 +4,7 @@
 #include "common/text.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 #include <vector>
 
@@ -11,7 +12,7 @@ namespace varnel {
 
 namespace {
 
-constexpr std::size_t kMostParts = 3;
+constexpr std::array<std::string_view, 3> kPartNames = {"layer", "group", "name"};
 
 bool is_forbidden(char c) {
     const auto byte = static_cast<unsigned char>(c);
@@ -38,39 +39,37 @@ std::vector<std::string_view> split(std::string_view text) {
     return parts;
 }
 
-void tell(std::string *error, std::string expected) {
-    if (error != nullptr)
-        *error = std::move(expected);
-}
-
-// Whether the parts make a key; an empty layer is one.
-bool check_parts(const std::vector<std::string_view> &parts, std::string *error) {
-    constexpr const char *kNames[kMostParts] = {"layer", "group", "name"};
-    if (parts.size() > kMostParts) {
-        tell(error, "at most three parts, layer:group:name");
-        return false;
-    }
+// What is wrong with the parts of a key; an empty layer is right.
+std::optional<std::string> mistake_in(const std::vector<std::string_view> &parts) {
+    if (parts.size() > kPartNames.size())
+        return "at most three parts, layer:group:name";
     for (std::size_t i = 0; i < parts.size(); ++i) {
-        if (valid_key_part(parts[i]) || (i == 0 && parts[i].empty()))
-            continue;
-        tell(error, std::string("a ") + kNames[i] + " of 1 to " + std::to_string(kLongestKeyPart) +
-                        " bytes of UTF-8 without control characters");
-        return false;
+        const bool default_layer = i == 0 && parts[i].empty();
+        if (!default_layer && !valid_key_part(parts[i]))
+            return "a " + std::string(kPartNames[i]) + " of 1 to " + std::to_string(kLongestKeyPart) +
+                   " bytes of UTF-8 without control characters";
     }
-    return true;
+    return std::nullopt;
 }
 
 } // namespace
 
 bool valid_key_part(std::string_view text) {
+    // One pass for what keys mostly are.
+    const auto is_plain = [](char c) { return c > 0x20 && c < 0x7f && c != ':'; };
+    if (!text.empty() && text.size() <= kLongestKeyPart && std::all_of(text.begin(), text.end(), is_plain))
+        return true;
     return !text.empty() && text.size() <= kLongestKeyPart && std::none_of(text.begin(), text.end(), is_forbidden) &&
            is_utf8(text);
 }
 
 std::optional<KeyParts> parse_key(std::string_view text, std::string *error) {
     const std::vector<std::string_view> parts = split(text);
-    if (!check_parts(parts, error))
+    if (std::optional<std::string> mistake = mistake_in(parts)) {
+        if (error != nullptr)
+            *error = std::move(*mistake);
         return std::nullopt;
+    }
     const auto part = [&parts](std::size_t i) { return std::string(i < parts.size() ? parts[i] : std::string_view()); };
     return KeyParts{part(0), part(1), part(2)};
 }

@@ -49,10 +49,10 @@ locale_t c_locale() {
 }
 
 template <class Bits> std::optional<Bits> read_nan_bits(std::string_view text) {
-    constexpr std::string_view start = "nan(0x";
-    if (!text.starts_with(start) || !text.ends_with(')'))
+    constexpr std::string_view kStart = "nan(0x";
+    if (!text.starts_with(kStart) || !text.ends_with(')'))
         return std::nullopt;
-    const auto bits = read_digits(text.substr(start.size(), text.size() - start.size() - 1), 16);
+    const auto bits = read_digits(text.substr(kStart.size(), text.size() - kStart.size() - 1), 16);
     if (!bits || *bits > std::numeric_limits<Bits>::max() || !is_nan(static_cast<Bits>(*bits)))
         return std::nullopt;
     return static_cast<Bits>(*bits);

@@ -47,11 +47,11 @@ bool is_control(std::string_view character) {
 }
 
 void append_escape(std::string &result, char c) {
-    constexpr char digits[] = "0123456789abcdef";
+    constexpr char kDigits[] = "0123456789abcdef";
     const auto byte = static_cast<std::uint8_t>(c);
     result += "\\x";
-    result += digits[byte >> 4];
-    result += digits[byte & 0xf];
+    result += kDigits[byte >> 4];
+    result += kDigits[byte & 0xf];
 }
 
 // Appends what text starts with, and returns how many bytes that were.
