@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/change.h"
 
+#include "daemon/log.h"
+
 #include <cerrno>
 #include <utility>
 
@@ -142,6 +144,8 @@ bool ChangeSet::undo() {
     for (auto change = changes_.rbegin(); change != changes_.rend(); ++change)
         complete = undo_one(*change) == 0 && complete;
     changes_.clear();
+    if (!complete)
+        log_error("layer " + layer_->name() + ": backend " + writer_->name() + " does not take changes back");
     return complete;
 }
 

@@ -35,7 +35,7 @@ public:
     int create_group(const std::string &group);
     int remove_group(const std::string &group);
 
-    // Takes back every change, the last one first. What the backend refuses then stays as it is: false.
+    // Takes back every change, the last one first. What the backend refuses then stays as it is: false, and logged.
     bool undo();
 
     [[nodiscard]] const LayerStore &layer() const { return *layer_; }

@@ -67,7 +67,8 @@ void Connection::deliver(std::uint32_t id, protocol::Bytes &bytes) {
 void Connection::proceed() {
     try {
         endpoint_.proceed();
-        pump();
+        if (!queue_.empty() || has_events())
+            owe(); // an acknowledgement may have made room
     } catch (const protocol::Malformed &malformed) {
         doom(std::string("it sent ") + malformed.what());
     }
@@ -96,7 +97,7 @@ bool Connection::can_start() {
     return endpoint_.sending() < kMostUnderWay && has_room();
 }
 
-void Connection::start(std::uint32_t id, const protocol::Bytes &bytes) {
+void Connection::start(std::uint32_t id, std::span<const std::uint8_t> bytes) {
     if (!endpoint_.send(id, bytes))
         doom("its socket takes no more");
 }
@@ -104,17 +105,28 @@ void Connection::start(std::uint32_t id, const protocol::Bytes &bytes) {
 void Connection::answer(std::uint32_t request, const protocol::Message &message) {
     if (doomed_)
         return;
-    protocol::Bytes bytes = message.encode();
-    if (queue_.empty() && can_start())
-        return start(request, bytes);
+    if (is_drained())
+        last_moved_ = engine_.now(); // the time to take answers begins here: this one may have been waited for
+    protocol::Encoded encoded = message.encode_block();
     const Limits &limits = engine_.limits();
-    queue_bytes_ += bytes.size();
+    queue_bytes_ += encoded.bytes().size();
     if (queue_bytes_ > limits[Limit::queue_bytes] || queue_.size() >= limits[Limit::queue_messages])
         return doom("it does not take its answers");
-    queue_.push_back({request, std::move(bytes)});
+    queue_.push_back({request, std::move(encoded)});
+    owe();
 }
 
 void Connection::wake() {
+    owe();
+}
+
+void Connection::owe() {
+    if (!doomed_ && !std::exchange(owing_, true))
+        owner_.owe(*this);
+}
+
+void Connection::settle() {
+    owing_ = false;
     pump();
 }
 
@@ -122,8 +134,8 @@ void Connection::pump() {
     while (!queue_.empty() && !doomed_ && can_start()) {
         const Outgoing next = std::move(queue_.front());
         queue_.pop_front();
-        queue_bytes_ -= next.bytes.size();
-        start(next.id, next.bytes);
+        queue_bytes_ -= next.message.bytes().size();
+        start(next.id, next.message.bytes());
     }
     if (queue_.empty())
         start_events();
@@ -156,12 +168,13 @@ bool Connection::is_drained() const {
 std::optional<std::string> Connection::overdue(std::uint64_t now) const {
     const Limits &limits = engine_.limits();
     // Events may wait for as long as the client likes: past a bound they are dropped.
-    const bool half_way = endpoint_.receiving() != 0 || endpoint_.holds_bytes() || !is_drained();
+    const bool half_packet = endpoint_.holds_bytes() && !blocked_; // otherwise it is the daemon that does not go on
+    const bool half_way = endpoint_.receiving() != 0 || half_packet || !is_drained();
     if (half_way && now - last_moved_ > limits[Limit::stall] * kMillisecondsPerSecond)
         return "a message has stopped half way for " + std::to_string(limits[Limit::stall]) + " s";
-    const bool silent = now - last_heard_ > limits[Limit::idle] * kMillisecondsPerSecond;
-    if (silent && !engine_.may_be_silent(*this))
-        return "it has been silent for " + std::to_string(limits[Limit::idle]) + " s";
+    const std::optional<std::uint32_t> longest = longest_silence(limits, engine_.may_be_silent(*this));
+    if (longest && now - last_heard_ > *longest * kMillisecondsPerSecond)
+        return "it has been silent for " + std::to_string(*longest) + " s";
     return std::nullopt;
 }
 

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,10 @@ class Connection;
 // What connections ask of the server.
 class ConnectionOwner {
 public:
+    // The connection has something to send: settle is expected at the end of the turn, when all that has arrived has
+    // been handled. Sent one by one, answers would wake their clients one by one.
+    virtual void owe(Connection &connection) = 0;
+
     // The connection is of no use any more; to be closed soon, but not before the caller is through.
     virtual void doom(Connection &connection, const std::string &why) = 0;
 
@@ -48,6 +53,9 @@ public:
     // There is room again.
     void resume(std::uint64_t now);
 
+    // Sends what there is room for.
+    void settle();
+
     void answer(std::uint32_t request, const protocol::Message &message) override;
     void wake() override;
 
@@ -63,7 +71,7 @@ public:
 private:
     struct Outgoing {
         std::uint32_t id;
-        protocol::Bytes bytes;
+        protocol::Encoded message;
     };
 
     // Whether a packet can be written to the socket now. Otherwise wait_for_room is called, and resume is expected when
@@ -71,13 +79,17 @@ private:
     virtual bool take_room() = 0;
     virtual void wait_for_room() = 0;
 
+    // Seconds that the client may be silent; nothing for as long as it likes. attached: it has subscriptions or locks.
+    [[nodiscard]] virtual std::optional<std::uint32_t> longest_silence(const Limits &limits, bool attached) const = 0;
+
     bool has_room() override;
     void deliver(std::uint32_t id, protocol::Bytes &bytes) override;
 
     void proceed();
+    void owe();
     void pump();
     bool can_start();
-    void start(std::uint32_t id, const protocol::Bytes &bytes);
+    void start(std::uint32_t id, std::span<const std::uint8_t> bytes);
     void start_events();
     [[nodiscard]] std::uint32_t answers_under_way() const;
     void doom(const std::string &why);
@@ -92,6 +104,7 @@ private:
     std::uint64_t last_heard_; // milliseconds
     std::uint64_t last_moved_; // when a packet came or went
     bool blocked_ = false;
+    bool owing_ = false; // settle has been asked for
     bool doomed_ = false;
     bool parted_ = false;
 };

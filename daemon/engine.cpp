@@ -148,8 +148,8 @@ Engine::PendingLayer *Engine::pending_of(const LayerStore &layer) {
 }
 
 void Engine::note_unsynced(const LayerStore &layer) {
-    if (std::find(unsynced_.begin(), unsynced_.end(), &layer) == unsynced_.end())
-        unsynced_.push_back(&layer);
+    if (std::none_of(unsynced_.begin(), unsynced_.end(), [&](const Unsynced &u) { return u.layer == &layer; }))
+        unsynced_.push_back({&layer, false});
 }
 
 Message Engine::write_answer(std::uint32_t code, const ChangeSet &changes, int durability,
@@ -261,15 +261,16 @@ void Engine::commit() {
 }
 
 void Engine::flush() {
-    for (const LayerStore *layer : std::exchange(unsynced_, {})) {
-        const BackendAccess &writer = layer->backends()[*layer->writer()];
+    std::erase_if(unsynced_, [this](Unsynced &unsynced) {
+        const LayerStore &layer = *unsynced.layer;
+        const BackendAccess &writer = layer.backends()[*layer.writer()];
         ++statistics_.syncs;
-        if (const int result = writer.sync(DURABILITY_MEMORY); result < 0) {
-            log_error("layer " + layer->name() + ": backend " + writer.name() +
+        const int result = writer.sync(DURABILITY_MEMORY);
+        if (result < 0 && !std::exchange(unsynced.told, true))
+            log_error("layer " + layer.name() + ": backend " + writer.name() +
                       " cannot store changes, which stay in memory: " + std::strerror(-result));
-            note_unsynced(*layer);
-        }
-    }
+        return result >= 0;
+    });
 }
 
 // ---- locks

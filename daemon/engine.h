@@ -69,6 +69,11 @@ private:
         const LayerStore *layer;
         std::vector<PendingWrite> writes;
     };
+    // A layer with changes that the storage may not have.
+    struct Unsynced {
+        const LayerStore *layer;
+        bool told; // that it fails
+    };
     struct Deferred {
         ConnectionNumber connection;
         std::uint32_t id;
@@ -140,7 +145,7 @@ private:
     std::unordered_map<ConnectionNumber, Session *> sessions_;
     std::vector<PendingLayer> pending_;
     std::vector<Deferred> deferred_;
-    std::vector<const LayerStore *> unsynced_; // with changes that the storage may not have
+    std::vector<Unsynced> unsynced_;
 };
 
 } // namespace varnel::daemon

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // varneld: puts the parts together.
+#include "daemon/allocator.h"
 #include "daemon/log.h"
 #include "daemon/options.h"
 #include "daemon/revision_file.h"
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <optional>
 #include <sys/resource.h>
 
@@ -49,6 +51,8 @@ void note_revision(RevisionFile &file, std::uint64_t revision) {
 }
 
 void serve(const Options &options) {
+    if (!std::filesystem::is_directory(options.modules)) // before anything is made
+        throw std::runtime_error("there is no folder " + options.modules + " with the storage modules (--modules)");
     make_folders(options.state, 0750);
     std::optional<Listener> listener(options.socket);
     const Fd udp = options.udp.empty() ? Fd() : bind_udp(options.udp);
@@ -79,6 +83,7 @@ int main(int argc, char **argv) {
     // its size is answered as a full storage.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+    use_fast_allocator();
     try {
         serve(read_options(argc, argv));
     } catch (const Usage &usage) {

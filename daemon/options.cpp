@@ -102,7 +102,9 @@ CommandLine parse(int argc, char **argv) {
         std::ostringstream out;
         std::ostringstream problem;
         const int code = app.exit(error, out, problem);
-        throw Usage(code == 0 ? 0 : kWrongUse, code == 0 ? out.str() : problem.str());
+        std::string text = code == 0 ? out.str() : problem.str();
+        text.erase(text.find_last_not_of('\n') + 1); // whoever prints it adds one
+        throw Usage(code == 0 ? 0 : kWrongUse, text);
     }
     return line;
 }

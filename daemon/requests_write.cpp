@@ -198,7 +198,7 @@ Reply Engine::sync(const Request &request) {
         const int reached = writer.sync(DURABILITY_FOLDER);
         if (reached < 0)
             throw refusal_of(reached, writer.name(), "layer " + layer->name());
-        std::erase(unsynced_, layer.get());
+        std::erase_if(unsynced_, [&](const Unsynced &unsynced) { return unsynced.layer == layer.get(); });
         least = std::min(least, reached);
     }
     protocol::Message answer = ok_answer(request.code());

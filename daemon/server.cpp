@@ -46,8 +46,8 @@ Server::Server(uv_loop_t &loop, Engine &engine, int listener, int udp, std::uint
         uv_poll_init(&loop_, &udp_poll_, udp_);
         own(udp_poll_);
     }
-    uv_check_init(&loop_, &check_);
-    own(check_);
+    uv_prepare_init(&loop_, &prepare_);
+    own(prepare_);
     for (uv_timer_t *timer : {&house_timer_, &flush_timer_, &wait_timer_, &end_timer_}) {
         uv_timer_init(&loop_, timer);
         own(*timer);
@@ -67,7 +67,8 @@ void Server::run(const std::function<void()> &stopping) {
     uv_poll_start(&listener_poll_, UV_READABLE, [](uv_poll_t *h, int, int) { server_of(h).accept_all(); });
     if (udp_ >= 0)
         uv_poll_start(&udp_poll_, UV_READABLE, [](uv_poll_t *h, int, int) { server_of(h).receive_datagrams(); });
-    uv_check_start(&check_, [](uv_check_t *h) { server_of(h).end_of_turn(); });
+    // Before the loop waits again: behind the sockets of the last turn, and behind the timers.
+    uv_prepare_start(&prepare_, [](uv_prepare_t *h) { server_of(h).end_of_turn(); });
     uv_timer_start(
         &house_timer_, [](uv_timer_t *h) { server_of(h).keep_house(); }, kHouseInterval, kHouseInterval);
     uv_timer_start(
@@ -172,6 +173,7 @@ void Server::doom(Connection &connection, const std::string &why) {
 
 void Server::close(ConnectionNumber number) {
     if (const auto stream = streams_.find(number); stream != streams_.end()) {
+        std::erase(owing_, stream->second.get());
         StreamConnection::retire(std::move(stream->second));
         streams_.erase(stream);
         --engine_.statistics().connections;
@@ -180,6 +182,7 @@ void Server::close(ConnectionNumber number) {
     const auto datagram = std::find_if(datagrams_.begin(), datagrams_.end(),
                                        [number](const auto &entry) { return entry.second->number() == number; });
     if (datagram != datagrams_.end()) {
+        std::erase(owing_, datagram->second.get());
         datagrams_.erase(datagram);
         --engine_.statistics().connections;
     }
@@ -195,8 +198,12 @@ void Server::close_leavers() {
 // ---- turns and timers
 
 void Server::end_of_turn() {
-    engine_.commit();
-    close_leavers();
+    do {
+        engine_.commit();
+        for (Connection *connection : std::exchange(owing_, {}))
+            connection->settle();
+        close_leavers(); // locks that become free are news for others
+    } while (!owing_.empty() || !leaving_.empty());
     set_wait_timer();
 }
 
@@ -224,9 +231,11 @@ void Server::keep_house() {
         const std::optional<std::string> why = connection.overdue(now());
         if (why && !connection.is_doomed())
             doom(connection, *why);
-        if (connection.waits_for_room() && dynamic_cast<DatagramConnection *>(&connection) != nullptr)
-            connection.resume(now());
     });
+    for (const auto &[key, connection] : datagrams_) {
+        if (connection->waits_for_room())
+            connection->resume(now());
+    }
     if (end_deadline_ == 0)
         uv_poll_start(&listener_poll_, UV_READABLE, [](uv_poll_t *h, int, int) { server_of(h).accept_all(); });
 }
@@ -244,7 +253,7 @@ void Server::begin_end() {
 }
 
 void Server::end_when_drained() {
-    engine_.commit();
+    end_of_turn();
     bool drained = true;
     for_each([&drained](Connection &connection) { drained = drained && connection.is_drained(); });
     if (!drained && now() < end_deadline_)

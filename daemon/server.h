@@ -30,6 +30,9 @@ public:
 private:
     bool take_room() override;
     void wait_for_room() override { watch(); }
+    [[nodiscard]] std::optional<std::uint32_t> longest_silence(const Limits &limits, bool attached) const override {
+        return attached ? std::nullopt : std::optional(limits[Limit::idle]);
+    }
 
     // Watches the descriptor for what the connection waits for.
     void watch();
@@ -54,6 +57,11 @@ private:
     bool take_room() override { return is_writable(fd_); }
     void wait_for_room() override {}
 
+    // Nothing tells that a peer has gone: one that has asked something and wants no more makes room soon.
+    [[nodiscard]] std::optional<std::uint32_t> longest_silence(const Limits &limits, bool attached) const override {
+        return limits[attached ? Limit::idle : Limit::stall];
+    }
+
     const int fd_;
 };
 
@@ -69,6 +77,7 @@ public:
     // when the end begins.
     void run(const std::function<void()> &stopping);
 
+    void owe(Connection &connection) override { owing_.push_back(&connection); }
     void doom(Connection &connection, const std::string &why) override;
 
     // The client has gone; the connection is closed at the end of the turn.
@@ -103,6 +112,7 @@ private:
     ConnectionNumber last_number_ = 0;
     std::unordered_map<ConnectionNumber, std::unique_ptr<StreamConnection>> streams_;
     std::unordered_map<std::uint64_t, std::unique_ptr<DatagramConnection>> datagrams_; // by address and port
+    std::vector<Connection *> owing_;
     std::vector<ConnectionNumber> leaving_;
     std::uint64_t last_refusal_logged_ = 0;
     std::uint64_t refusals_not_logged_ = 0;
@@ -112,7 +122,7 @@ private:
 
     uv_poll_t listener_poll_{};
     uv_poll_t udp_poll_{};
-    uv_check_t check_{};
+    uv_prepare_t prepare_{};
     uv_timer_t house_timer_{};
     uv_timer_t flush_timer_{};
     uv_timer_t wait_timer_{};

@@ -16,8 +16,16 @@ namespace {
 // bytes. It holds several packets, so that one read serves a peer that sends requests without waiting.
 constexpr std::int32_t kRingSize = 4 * PACKET_SIZE;
 
+// A larger message's memory is given back once it has been delivered.
+constexpr std::size_t kLargestKept = 16 * PACKET_SIZE;
+
 std::uint32_t load_word(const std::uint8_t *bytes) {
     return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 | bytes[3];
+}
+
+void store_word(std::uint8_t *bytes, std::uint32_t word) {
+    for (int i = 3; i >= 0; --i, word >>= 8)
+        bytes[i] = static_cast<std::uint8_t>(word);
 }
 
 void bring_to_size(circle_buf *ring) {
@@ -36,7 +44,7 @@ Endpoint::Endpoint(client *record, const EndpointBounds &bounds, EndpointOwner &
 }
 
 std::size_t Endpoint::space() const {
-    return static_cast<std::size_t>(kRingSize - circle_buf_data_len(record_->recv_buf));
+    return static_cast<std::size_t>(kRingSize - waiting());
 }
 
 void Endpoint::put(const std::uint8_t *data, std::size_t size) {
@@ -100,26 +108,27 @@ void Endpoint::drop_delivered(std::uint32_t id) {
 void Endpoint::parse(const Header &header) {
     std::uint32_t id = 0;
     std::uint8_t *data = nullptr;
-    const std::int32_t before = circle_buf_data_len(record_->recv_buf);
+    const std::int32_t before = waiting();
     const std::int32_t length = parse_circle_data(record_.get(), &id, &data);
     const Block<std::uint8_t> owner(data);
-    if (length < 0 || circle_buf_data_len(record_->recv_buf) >= before)
+    if (length < 0 || waiting() >= before)
         throw Malformed("a packet that cannot be handled");
     if (length == 0)
         return;
     if (header.count > 1)
         drop_delivered(id);
-    Bytes message;
-    message.reserve(static_cast<std::size_t>(length) + 2); // the reader's spare bytes, without a second copy
-    message.assign(data, data + length);
-    owner_.deliver(id, message);
+    message_.reserve(static_cast<std::size_t>(length) + 2); // the reader's spare bytes, without a second copy
+    message_.assign(data, data + length);
+    owner_.deliver(id, message_);
+    if (message_.capacity() > kLargestKept)
+        message_ = Bytes();
 }
 
 bool Endpoint::proceed() {
     Header header{};
-    while (circle_buf_data_len(record_->recv_buf) > 0 && peek(header)) {
+    while (waiting() > 0 && peek(header)) {
         check(header);
-        if (circle_buf_data_len(record_->recv_buf) < static_cast<std::int32_t>(PACKET_HEADER_SIZE + header.length))
+        if (waiting() < static_cast<std::int32_t>(PACKET_HEADER_SIZE + header.length))
             break;
         if (drop_repeated(header))
             continue;
@@ -135,7 +144,22 @@ void Endpoint::forget_rest() {
     circle_buf_clear(record_->recv_buf);
 }
 
-bool Endpoint::send(std::uint32_t id, const Bytes &message) {
+// A message of one packet is acknowledged by nobody, so that it needs no place among those being sent, nor a copy
+// there.
+bool Endpoint::send_packet(std::uint32_t id, std::span<const std::uint8_t> message) {
+    std::uint8_t packet[PACKET_SIZE];
+    std::memcpy(packet, PACKET_MAGIC, PACKET_MAGIC_SIZE);
+    store_word(packet + 6, id);
+    store_word(packet + 10, 1);
+    store_word(packet + 14, 1);
+    store_word(packet + 18, static_cast<std::uint32_t>(message.size()));
+    std::memcpy(packet + PACKET_HEADER_SIZE, message.data(), message.size());
+    return client_send(record_.get(), packet, static_cast<std::uint32_t>(PACKET_HEADER_SIZE + message.size())) == 1;
+}
+
+bool Endpoint::send(std::uint32_t id, std::span<const std::uint8_t> message) {
+    if (!message.empty() && message.size() <= PACKET_PAYLOAD_MAX)
+        return send_packet(id, message);
     return !is_sending(id) &&
            client_send_data(record_.get(), id, message.data(), static_cast<std::uint32_t>(message.size())) == 1;
 }
@@ -153,7 +177,7 @@ std::uint32_t Endpoint::receiving() const {
 }
 
 bool Endpoint::holds_bytes() const {
-    return circle_buf_data_len(record_->recv_buf) > 0;
+    return waiting() > 0;
 }
 
 } // namespace varnel::protocol

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 
 namespace varnel::protocol {
 
@@ -52,7 +53,7 @@ public:
 
     // Starts sending; needs room. False when a message of that id is being sent still, or the socket of a datagram peer
     // refuses; a stream that does is noticed when it is read.
-    bool send(std::uint32_t id, const Bytes &message);
+    bool send(std::uint32_t id, std::span<const std::uint8_t> message);
 
     [[nodiscard]] bool is_sending(std::uint32_t id) const;
     [[nodiscard]] std::uint32_t sending() const;   // messages whose packets wait for acknowledgements
@@ -69,7 +70,9 @@ private:
     };
     bool peek(Header &header) const;
     void check(const Header &header) const;
+    [[nodiscard]] std::int32_t waiting() const { return record_->recv_buf->length; }
     void parse(const Header &header);
+    bool send_packet(std::uint32_t id, std::span<const std::uint8_t> message);
     [[nodiscard]] const msginfo *arriving(const Header &header) const;
     bool drop_repeated(const Header &header);
     void drop_delivered(std::uint32_t id);
@@ -77,6 +80,7 @@ private:
     std::unique_ptr<client, ClientDeleter> record_;
     const EndpointBounds bounds_;
     EndpointOwner &owner_;
+    Bytes message_; // the one being delivered: its memory serves again
 };
 
 } // namespace varnel::protocol

@@ -3,8 +3,12 @@
 
 #include <varnel/memory.h>
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
+#include <memory_resource>
 #include <new>
+#include <utility>
 
 namespace varnel::protocol {
 
@@ -30,11 +34,28 @@ std::string parameter_words(std::uint32_t code, std::size_t index) {
 
 } // namespace
 
-void Message::ParametersDeleter::operator()(xarray *parameters) const {
-    xarray_free(&parameters, [](void *value) { xdata_free(static_cast<xdata *>(value)); });
+// The records are shallow: their strings lie in memory, or belong to the values that were given.
+struct Message::Parameters {
+    static constexpr std::size_t kSpace = 512;
+    static constexpr std::size_t kUsual = 8;
+
+    Parameters() { records.reserve(kUsual); }
+
+    std::array<std::byte, kSpace> space;
+    std::pmr::monotonic_buffer_resource memory{space.data(), space.size()};
+    std::pmr::vector<xdata> records{&memory};
+    std::pmr::vector<Value> values{&memory};
+};
+
+void Message::ParametersDeleter::operator()(Parameters *parameters) const {
+    delete parameters;
 }
 
-Message::Message(std::uint32_t code) : code_(code), bytes_(kHeaderSize), parameters_(xarray_new()) {}
+Message::Message(std::uint32_t code) : code_(code), bytes_(kHeaderSize), parameters_(new Parameters) {}
+
+std::size_t Message::size() const {
+    return parameters_->records.size();
+}
 
 std::size_t encoded_size(const xdata &value) {
     switch (value.type) {
@@ -51,31 +72,69 @@ std::size_t encoded_size(const xdata &value) {
     }
 }
 
+void Message::add_record(const xdata &record) {
+    if (record.type == XDATA_STRING)
+        check_string(record.value.s);
+    if (size() == XMESSAGE_MAX_PARAMS)
+        throw std::length_error("a message of more than 4096 parameters");
+    parameters_->records.push_back(record);
+    bytes_ += encoded_size(record);
+}
+
 Message &Message::add(Value value) {
     if (value == nullptr)
         throw std::invalid_argument("a parameter without a value");
-    if (value->type == XDATA_STRING)
-        check_string(value->value.s);
-    if (size_ == XMESSAGE_MAX_PARAMS)
-        throw std::length_error("a message of more than 4096 parameters");
-    if (xarray_add(parameters_.get(), value.get()) != 1)
-        throw std::bad_alloc();
-    ++size_;
-    bytes_ += encoded_size(*value);
-    static_cast<void>(value.release()); // the array's now
+    add_record(*value);
+    parameters_->values.push_back(std::move(value));
     return *this;
 }
 
-Bytes Message::encode() const {
+Message &Message::add(std::string_view text) {
+    text = text.substr(0, text.find('\0'));
+    auto *const copy = static_cast<char *>(parameters_->memory.allocate(text.size() + 1, 1));
+    text.copy(copy, text.size());
+    copy[text.size()] = '\0';
+    xdata record{};
+    record.type = XDATA_STRING;
+    record.value.s = {copy, static_cast<std::uint32_t>(text.size() + 1)};
+    add_record(record);
+    return *this;
+}
+
+Message &Message::add(std::uint32_t number) {
+    xdata record{};
+    record.type = XDATA_UINT32;
+    record.value.u32 = number;
+    add_record(record);
+    return *this;
+}
+
+Message &Message::add(std::uint64_t number) {
+    xdata record{};
+    record.type = XDATA_UINT64;
+    record.value.u64 = number;
+    add_record(record);
+    return *this;
+}
+
+Encoded Message::encode_block() const {
+    std::pmr::vector<void *> items(&parameters_->memory);
+    items.reserve(size());
+    for (xdata &record : parameters_->records)
+        items.push_back(&record);
+    const xarray array{items.data(), static_cast<std::uint16_t>(items.size())};
     std::uint8_t *buffer = nullptr;
-    const std::uint32_t length = xserialize_message(&buffer, code_, parameters_.get());
-    if (length == 0) {
-        if (errno == ENOMEM)
-            throw std::bad_alloc();
+    const std::uint32_t length = xserialize_message(&buffer, code_, &array);
+    if (length == 0 && errno == ENOMEM)
+        throw std::bad_alloc();
+    if (length == 0)
         throw std::invalid_argument("a message that cannot be written");
-    }
-    const Block<std::uint8_t> owner(buffer);
-    return {buffer, buffer + length};
+    return {buffer, length};
+}
+
+Bytes Message::encode() const {
+    const Encoded encoded = encode_block();
+    return {encoded.bytes().begin(), encoded.bytes().end()};
 }
 
 void Received::RecordsDeleter::operator()(xdata *records) const {

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -24,6 +25,18 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// A message in the block that the library made for it.
+class Encoded {
+public:
+    Encoded(std::uint8_t *block, std::size_t size) : block_(block), size_(size) {}
+    [[nodiscard]] std::span<const std::uint8_t> bytes() const { return {block_.get(), size_}; }
+
+private:
+    Block<std::uint8_t> block_;
+    std::size_t size_;
+};
+
+// A message being made. A small one takes a single block of memory: an answer is made for every request.
 class Message {
 public:
     explicit Message(std::uint32_t code);
@@ -31,26 +44,29 @@ public:
     // At most 4096 parameters, and strings of at most 65535 bytes with their zero byte: what is over it is
     // std::length_error. A nullptr and a string without its zero byte are std::invalid_argument.
     Message &add(Value value);
-    Message &add(std::string_view text) { return add(make_string(text)); }
-    Message &add(const char *text) { return add(make_string(text)); }
-    Message &add(std::uint32_t number) { return add(make_uint32(number)); }
-    Message &add(std::uint64_t number) { return add(make_uint64(number)); }
+    Message &add(std::string_view text); // up to its first zero byte
+    Message &add(const char *text) { return add(std::string_view(text)); }
+    Message &add(std::uint32_t number);
+    Message &add(std::uint64_t number);
 
     [[nodiscard]] std::uint32_t code() const { return code_; }
-    [[nodiscard]] std::size_t size() const { return size_; }   // parameters
+    [[nodiscard]] std::size_t size() const;                    // parameters
     [[nodiscard]] std::size_t bytes() const { return bytes_; } // of the encoded message
 
     // std::bad_alloc when memory is short.
+    [[nodiscard]] Encoded encode_block() const;
     [[nodiscard]] Bytes encode() const;
 
 private:
+    struct Parameters;
     struct ParametersDeleter {
-        void operator()(xarray *parameters) const;
+        void operator()(Parameters *parameters) const;
     };
+    void add_record(const xdata &record);
+
     std::uint32_t code_;
-    std::size_t size_ = 0;
     std::size_t bytes_;
-    std::unique_ptr<xarray, ParametersDeleter> parameters_;
+    std::unique_ptr<Parameters, ParametersDeleter> parameters_;
 };
 
 // Bytes that value takes in a message.
