@@ -24,8 +24,10 @@ void *allocate_zeroed(std::size_t count, std::size_t size) {
 }
 
 void *reallocate(void *block, std::size_t size) {
+    if (size == 0)
+        size = 1;                                           // what a C library makes of 0 differs
     const std::size_t old_size = malloc_usable_size(block); // 0 for nullptr
-    if (block == nullptr || size == 0 || size > kLargestCached || old_size > kLargestCached)
+    if (block == nullptr || size > kLargestCached || old_size > kLargestCached)
         return std::realloc(block, size);
     if (size <= old_size)
         return block;

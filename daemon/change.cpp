@@ -4,6 +4,7 @@
 #include "daemon/log.h"
 
 #include <cerrno>
+#include <ranges>
 #include <utility>
 
 namespace varnel::daemon {
@@ -141,8 +142,8 @@ int ChangeSet::undo_one(const Change &change) const {
 
 bool ChangeSet::undo() {
     bool complete = true;
-    for (auto change = changes_.rbegin(); change != changes_.rend(); ++change)
-        complete = undo_one(*change) == 0 && complete;
+    for (const Change &change : std::views::reverse(changes_))
+        complete = undo_one(change) == 0 && complete;
     changes_.clear();
     if (!complete)
         log_error("layer " + layer_->name() + ": backend " + writer_->name() + " does not take changes back");

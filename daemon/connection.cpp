@@ -102,17 +102,23 @@ void Connection::start(std::uint32_t id, std::span<const std::uint8_t> bytes) {
         doom("its socket takes no more");
 }
 
+bool Connection::queue_is_over() const {
+    const Limits &limits = engine_.limits();
+    return queue_bytes_ > limits[Limit::queue_bytes] || queue_.size() > limits[Limit::queue_messages];
+}
+
 void Connection::answer(std::uint32_t request, const protocol::Message &message) {
     if (doomed_)
         return;
     if (is_drained())
         last_moved_ = engine_.now(); // the time to take answers begins here: this one may have been waited for
     protocol::Encoded encoded = message.encode_block();
-    const Limits &limits = engine_.limits();
     queue_bytes_ += encoded.bytes().size();
-    if (queue_bytes_ > limits[Limit::queue_bytes] || queue_.size() >= limits[Limit::queue_messages])
-        return doom("it does not take its answers");
     queue_.push_back({request, std::move(encoded)});
+    if (queue_is_over())
+        pump(); // the client may take them: it has not been offered any in this turn
+    if (queue_is_over())
+        return doom("it does not take its answers");
     owe();
 }
 

@@ -87,6 +87,7 @@ private:
 
     void proceed();
     void owe();
+    [[nodiscard]] bool queue_is_over() const;
     void pump();
     bool can_start();
     void start(std::uint32_t id, std::span<const std::uint8_t> bytes);

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstring>
 #include <new>
+#include <ranges>
 #include <stdexcept>
 #include <utility>
 
@@ -45,13 +46,13 @@ bool Engine::may_be_silent(const Session &session) const {
 // ---- requests
 
 Engine::Handler Engine::handler_of(std::uint32_t code) {
-    static constexpr std::array<Handler, control_max> handlers = {
+    static constexpr std::array<Handler, control_max> kHandlers = {
         nullptr,         &Engine::create_group, &Engine::remove_group, &Engine::set,     &Engine::get,
         &Engine::unset,  &Engine::notify,       &Engine::unnotify,     &Engine::list,    &Engine::list_keys,
         &Engine::status, &Engine::changed,      &Engine::sync,         &Engine::trylock, &Engine::lock,
         &Engine::unlock, &Engine::other};
     static_assert(control_create_group == 1 && control_get == 4 && control_list_keys == 9 && control_other == 16);
-    return code < handlers.size() ? handlers[code] : nullptr;
+    return code < kHandlers.size() ? kHandlers[code] : nullptr;
 }
 
 namespace {
@@ -227,8 +228,8 @@ void Engine::commit_layer(PendingLayer &pending) {
     if (reached < 0) {
         log_error("layer " + pending.layer->name() + ": backend " + writer.name() +
                   " cannot store changes: " + std::strerror(-reached));
-        for (auto write = pending.writes.rbegin(); write != pending.writes.rend(); ++write)
-            write->changes.undo();
+        for (PendingWrite &write : std::views::reverse(pending.writes))
+            write.changes.undo();
         note_unsynced(*pending.layer);
     }
     for (PendingWrite &write : pending.writes) {

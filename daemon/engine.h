@@ -112,7 +112,6 @@ private:
     bool stage(const Request &request, const LayerStore &layer, std::vector<WriteRow> &rows, bool more);
     void respect_locks(const Request &request, const LayerStore &layer, const std::vector<WriteRow> &rows) const;
     Reply page_of(const Request &request, bool values);
-    void add_key_rows(protocol::Message &answer, const LayerStore &layer, const GroupAndName &key) const;
     [[nodiscard]] Scope scope_of(const Request &request) const;
     [[nodiscard]] Scope lock_scope(const Request &request) const;
     void catch_up(Session &session, const Scope &scope, std::uint64_t from);

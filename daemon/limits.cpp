@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/limits.h"
 
+#include "common/setting_text.h"
+
 #include <algorithm>
-#include <charconv>
 #include <iterator>
 
 namespace varnel::daemon {
@@ -20,12 +21,11 @@ std::optional<std::string> Limits::set(std::string_view name, std::string_view t
         std::find_if(std::begin(kLimits), std::end(kLimits), [name](const LimitRow &r) { return r.name == name; });
     if (row == std::end(kLimits))
         return "there is no limit \"" + std::string(name) + "\"";
-    std::uint32_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number < row->least || number > row->most)
+    const std::optional<std::uint32_t> number = parse_count(text, row->least, row->most);
+    if (!number)
         return "limit " + std::string(name) + ": \"" + std::string(text) + "\" is no number from " +
                std::to_string(row->least) + " to " + std::to_string(row->most);
-    values_[static_cast<std::size_t>(std::distance(std::begin(kLimits), row))] = number;
+    values_[static_cast<std::size_t>(std::distance(std::begin(kLimits), row))] = *number;
     return std::nullopt;
 }
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/options.h"
 
+#include "common/setting_text.h"
 #include "daemon/configuration.h"
 
 #include "protocol/defaults.h"
 
 #include <CLI/CLI.hpp>
 
-#include <charconv>
 #include <filesystem>
 #include <sstream>
 #include <utility>
@@ -45,20 +45,28 @@ std::string relative_to_program(const char *path) {
 // installed.
 std::string default_modules() {
     for (const char *const place : {VARNEL_MODULES_FROM_PROGRAM, "../modules"}) {
-        const std::string folder = relative_to_program(place);
+        std::string folder = relative_to_program(place);
         if (!folder.empty() && std::filesystem::is_directory(folder))
             return folder;
     }
     return VARNEL_INSTALLED_MODULES;
 }
 
-std::uint64_t number_of(const std::string &text, int base, std::uint64_t least, std::uint64_t most, const char *what) {
-    std::uint64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-    if (error != std::errc() || end != text.data() + text.size() || number < least || number > most)
-        throw Usage(kWrongUse, std::string(what) + ": \"" + text + "\" is no " + (base == 8 ? "octal " : "") +
-                                   "number from " + std::to_string(least) + " to " + std::to_string(most));
-    return number;
+std::uint32_t milliseconds_of(const std::string &text) {
+    constexpr std::uint32_t kLeast = 10;
+    constexpr std::uint32_t kMost = 3600000;
+    const std::optional<std::uint32_t> number = parse_count(text, kLeast, kMost);
+    if (!number)
+        throw Usage(kWrongUse, "flush_interval: \"" + text + "\" is no number from " + std::to_string(kLeast) + " to " +
+                                   std::to_string(kMost));
+    return *number;
+}
+
+mode_t mode_of(const std::string &text) {
+    const std::optional<std::uint32_t> mode = parse_mode(text);
+    if (!mode)
+        throw Usage(kWrongUse, "mode: \"" + text + "\" is no octal number from 0 to 777");
+    return *mode;
 }
 
 void set_limit(Limits &limits, const std::string &name, const std::string &text) {
@@ -122,10 +130,8 @@ Options read_options(int argc, char **argv) {
     options.socket.path = first_of(line.socket, tree, "varneld:socket", protocol::kDefaultSocket);
     options.socket.owner = first_of(line.owner, tree, "varneld:owner", "");
     options.socket.group = first_of(line.group, tree, "varneld:group", "");
-    options.socket.mode =
-        static_cast<mode_t>(number_of(first_of(line.mode, tree, "varneld:mode", "0660"), 8, 0, 0777, "mode"));
-    options.flush_interval = number_of(first_of(line.flush_interval, tree, "varneld:flush_interval", "1000"), 10, 10,
-                                       3600000, "flush_interval");
+    options.socket.mode = mode_of(first_of(line.mode, tree, "varneld:mode", "0660"));
+    options.flush_interval = milliseconds_of(first_of(line.flush_interval, tree, "varneld:flush_interval", "1000"));
     for (const auto &[name, text] : strings_of(confparser_getdic(tree, "varneld:limits")))
         set_limit(options.limits, name, text);
     set_limits(options.limits, line.limits);

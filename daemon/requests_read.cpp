@@ -35,6 +35,23 @@ std::uint32_t flags_of(const LayerStore &layer, std::size_t position, bool faili
     return flags;
 }
 
+void add_key_rows(Message &answer, const LayerStore &layer, const GroupAndName &key) {
+    bool seen = false;
+    for (std::size_t i = 0; i < layer.backends().size(); ++i) {
+        const BackendAccess &backend = layer.backends()[i];
+        const Found found = layer.find(key.group, key.name, i, i + 1);
+        const bool failing = found.result != 0 && found.result != -ENOENT;
+        std::uint32_t flags = layer.writer() == i ? protocol::kKeyWritesGoHere : 0;
+        flags |= backend.read_only() || layer.read_only() ? protocol::kKeyReadOnly : 0;
+        flags |= failing ? protocol::kKeyFailing : 0;
+        if (found.result == 0)
+            flags |= protocol::kKeyHasValue | (seen ? protocol::kKeyHidden : protocol::kKeyWins);
+        seen = seen || found.result != -ENOENT;
+        answer.add(layer.name()).add(backend.name()).add(flags);
+        add_value_or_empty(answer, found.value);
+    }
+}
+
 } // namespace
 
 Reply Engine::get(const Request &request) {
@@ -105,23 +122,6 @@ Reply Engine::status_of_store(const Request &request) {
     return answer;
 }
 
-void Engine::add_key_rows(Message &answer, const LayerStore &layer, const GroupAndName &key) const {
-    bool seen = false;
-    for (std::size_t i = 0; i < layer.backends().size(); ++i) {
-        const BackendAccess &backend = layer.backends()[i];
-        const Found found = layer.find(key.group, key.name, i, i + 1);
-        const bool failing = found.result != 0 && found.result != -ENOENT;
-        std::uint32_t flags = layer.writer() == i ? protocol::kKeyWritesGoHere : 0;
-        flags |= backend.read_only() || layer.read_only() ? protocol::kKeyReadOnly : 0;
-        flags |= failing ? protocol::kKeyFailing : 0;
-        if (found.result == 0)
-            flags |= protocol::kKeyHasValue | (seen ? protocol::kKeyHidden : protocol::kKeyWins);
-        seen = seen || found.result != -ENOENT;
-        answer.add(layer.name()).add(backend.name()).add(flags);
-        add_value_or_empty(answer, found.value);
-    }
-}
-
 Reply Engine::status_of_key(const Request &request) {
     expect_count(request, 3);
     const GroupAndName key{key_part(request, 1), key_part(request, 2)};
@@ -152,7 +152,7 @@ Reply Engine::other(const Request &request) {
         for (std::size_t i = 0; i < std::size(protocol::kLimits); ++i)
             answer.add(protocol::kLimits[i].name).add(std::uint64_t{limits_[static_cast<Limit>(i)]});
     } else {
-        throw Refused(Status::unsupported, "other knows of \"version\", \"statistics\" and \"limits\"");
+        throw Refused(Status::unsupported, R"(other knows of "version", "statistics" and "limits")");
     }
     return answer;
 }

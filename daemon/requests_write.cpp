@@ -21,9 +21,9 @@ template <class Step> void do_step(ChangeSet &changes, const std::string &what, 
     if (result == 0)
         return;
     const BackendAccess &failed = changes.failed() != nullptr ? *changes.failed() : changes.writer();
-    const Refused refused = refusal_of(result, failed.name(), what);
+    const std::string name = failed.name();
     changes.undo();
-    throw refused;
+    throw refusal_of(result, name, what);
 }
 
 std::string words_of(const LayerStore &layer, const std::string &group, const std::string &name) {
@@ -80,8 +80,8 @@ std::vector<WriteRow> others_than(ChangeSet &changes, const std::vector<WriteRow
     std::vector<WriteRow> others;
     do_step(changes, changes.layer().name(), [&] {
         return changes.writer().list(nullptr, [&](std::string_view group, std::string_view name, const xdata *) {
-            const bool group_stays = kept_groups.count(group) != 0;
-            if (name.empty() ? !group_stays : group_stays && kept.count({group, name}) == 0)
+            const bool group_stays = kept_groups.contains(group);
+            if (name.empty() ? !group_stays : group_stays && !kept.contains({group, name}))
                 others.push_back({std::string(group), std::string(name), nullptr});
             return true;
         });

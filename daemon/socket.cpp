@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/socket.h"
 
+#include "common/setting_text.h"
 #include "daemon/log.h"
 
 #include <algorithm>
@@ -71,7 +72,7 @@ bool parse_id(const std::string &text, unsigned *id) {
 }
 
 uid_t user_of(const std::string &name) {
-    unsigned id = static_cast<unsigned>(-1); // chown leaves it as it is
+    auto id = static_cast<unsigned>(-1); // chown leaves it as it is
     if (name.empty() || parse_id(name, &id))
         return id;
     const passwd *const entry = getpwnam(name.c_str());
@@ -81,7 +82,7 @@ uid_t user_of(const std::string &name) {
 }
 
 gid_t group_of(const std::string &name) {
-    unsigned id = static_cast<unsigned>(-1);
+    auto id = static_cast<unsigned>(-1);
     if (name.empty() || parse_id(name, &id))
         return id;
     const group *const entry = getgrnam(name.c_str());
@@ -120,24 +121,20 @@ Listener::~Listener() {
         unlink(path_.c_str());
 }
 
-sockaddr_in parse_udp_address(const std::string &text) {
-    const std::size_t colon = text.rfind(':');
-    const std::string host = colon == std::string::npos ? "127.0.0.1" : text.substr(0, colon);
-    const std::string port = colon == std::string::npos ? text : text.substr(colon + 1);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    unsigned number = 0;
-    // The transport counts ports as signed numbers, so that nobody could answer a higher one.
-    const bool port_is_good = parse_id(port, &number) && number > 0 && number <= INT16_MAX;
-    if (!port_is_good || inet_pton(AF_INET, host.c_str(), &address.sin_addr) != 1)
+sockaddr_in udp_address(const std::string &text) {
+    const std::optional<UdpAddress> parsed = parse_udp_address(text);
+    if (!parsed)
         throw std::runtime_error("\"" + text +
                                  "\" is no ADDRESS:PORT or PORT, with an IPv4 address and a port from 1 to 32767");
-    address.sin_port = htons(static_cast<std::uint16_t>(number));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(parsed->address);
+    address.sin_port = htons(parsed->port);
     return address;
 }
 
 Fd bind_udp(const std::string &address) {
-    const sockaddr_in where = parse_udp_address(address);
+    const sockaddr_in where = udp_address(address);
     Fd fd(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     if (!fd || bind(fd.get(), reinterpret_cast<const sockaddr *>(&where), sizeof where) != 0)
         fail("cannot bind UDP " + address);

@@ -42,7 +42,7 @@ private:
 Fd bind_udp(const std::string &address);
 
 // Reads "ADDRESS:PORT" or "PORT" as above.
-sockaddr_in parse_udp_address(const std::string &text);
+sockaddr_in udp_address(const std::string &text);
 
 // Packets that may be written after the socket has said that it is writable, without asking again.
 std::uint32_t packets_per_readiness(int fd);

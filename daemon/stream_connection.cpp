@@ -10,7 +10,7 @@ namespace varnel::daemon {
 
 namespace {
 
-constexpr std::size_t kReadSize = 4 * PACKET_SIZE;
+constexpr std::size_t kReadSize = std::size_t{4} * PACKET_SIZE;
 
 std::string description_of(ConnectionNumber number, int fd) {
     return "connection " + std::to_string(number) + " (" + peer_of(fd) + ")";
