@@ -158,10 +158,11 @@ bool Endpoint::send_packet(std::uint32_t id, std::span<const std::uint8_t> messa
 }
 
 bool Endpoint::send(std::uint32_t id, std::span<const std::uint8_t> message) {
+    if (sending() != 0 && is_sending(id))
+        return false;
     if (!message.empty() && message.size() <= PACKET_PAYLOAD_MAX)
         return send_packet(id, message);
-    return !is_sending(id) &&
-           client_send_data(record_.get(), id, message.data(), static_cast<std::uint32_t>(message.size())) == 1;
+    return client_send_data(record_.get(), id, message.data(), static_cast<std::uint32_t>(message.size())) == 1;
 }
 
 bool Endpoint::is_sending(std::uint32_t id) const {

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+#include "daemon/session.h"
+
+#include "protocol/protocol.h"
+
+#include <gtest/gtest.h>
+
+using namespace varnel;
+using namespace varnel::daemon;
+
+namespace {
+
+class SilentSession final : public Session {
+public:
+    SilentSession() : Session(1, "connection 1") {}
+    void answer(std::uint32_t, const protocol::Message &) override {}
+    void wake() override {}
+};
+
+EventRef event(std::uint64_t revision) {
+    return std::make_shared<const Event>(Event{revision, protocol::kEventHadValue | protocol::kEventHasValue, "user",
+                                               "net", "port", make_uint32(80), make_string("http")});
+}
+
+// "revision flags layer:group:name" of the next event, "" when there is none.
+std::string next(Session &session, std::uint64_t current = 99) {
+    std::optional<protocol::Bytes> bytes = session.take_event(current);
+    if (!bytes)
+        return "";
+    const protocol::Received message(*bytes);
+    EXPECT_EQ(message.code(), std::uint32_t{control_changed});
+    EXPECT_EQ(message.size(), 7U);
+    return std::to_string(message.uint64(0)) + " " + std::to_string(message.uint32(1)) + " " +
+           std::string(message.text(2)) + ":" + std::string(message.text(3)) + ":" + std::string(message.text(4));
+}
+
+} // namespace
+
+TEST(Session, EncodesEventsWithTheirValues) {
+    SilentSession session;
+    EXPECT_TRUE(session.push_event(event(7), 10));
+    std::optional<protocol::Bytes> bytes = session.take_event(99);
+    ASSERT_TRUE(bytes);
+    const protocol::Received message(*bytes);
+    EXPECT_EQ(message.uint64(0), 7U);
+    EXPECT_EQ(message.uint32(1), 3U);
+    EXPECT_EQ(message.uint32(5), 80U);
+    EXPECT_EQ(message.text(6), "http");
+}
+
+TEST(Session, AnAbsentValueIsAnEmptyString) {
+    protocol::Message message(control_changed);
+    add_event(message, Event{7, 4, "user", "net", "", nullptr, nullptr});
+    protocol::Bytes bytes = message.encode();
+    const protocol::Received received(bytes);
+    ASSERT_EQ(received.size(), 7U);
+    EXPECT_EQ(received.text(5), "");
+    EXPECT_EQ(received.text(6), "");
+}
+
+TEST(Session, GivesEventsInTheirOrder) {
+    SilentSession session;
+    EXPECT_FALSE(session.has_events());
+    EXPECT_EQ(next(session), "");
+    EXPECT_TRUE(session.push_event(event(1), 10));
+    EXPECT_TRUE(session.push_event(event(2), 10));
+    EXPECT_TRUE(session.has_events());
+    EXPECT_EQ(next(session), "1 3 user:net:port");
+    EXPECT_EQ(next(session), "2 3 user:net:port");
+    EXPECT_FALSE(session.has_events());
+    EXPECT_EQ(next(session), "");
+}
+
+TEST(Session, PastTheBoundOneNoticeStandsForAllThatIsLost) {
+    SilentSession session;
+    EXPECT_TRUE(session.push_event(event(1), 2));
+    EXPECT_TRUE(session.push_event(event(2), 2));
+    EXPECT_FALSE(session.push_event(event(3), 2));
+    EXPECT_EQ(next(session), "1 3 user:net:port");
+    EXPECT_FALSE(session.push_event(event(4), 2)); // there is room, but the notice has to come first
+    EXPECT_EQ(next(session), "2 3 user:net:port");
+    EXPECT_TRUE(session.has_events());
+    EXPECT_EQ(next(session, 4), "4 16 ::");
+    EXPECT_FALSE(session.has_events());
+    EXPECT_TRUE(session.push_event(event(5), 2));
+    EXPECT_EQ(next(session), "5 3 user:net:port");
+}
+
+TEST(Session, CountsRequestsBySeconds) {
+    SilentSession session;
+    for (int i = 0; i < 3; ++i)
+        EXPECT_TRUE(session.within_rate(5000, 3));
+    EXPECT_FALSE(session.within_rate(5000, 3));
+    EXPECT_FALSE(session.within_rate(5999, 3));
+    EXPECT_TRUE(session.within_rate(6000, 3));
+}
