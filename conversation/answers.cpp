@@ -73,7 +73,9 @@ Written read_written(const Received &answer) {
 }
 
 Written read_group_written(const Received &answer) {
-    return read_all(answer, kFirst, [](Reader &r) { return Written{r.text(), r.text(), r.uint32(), r.uint64(), 0}; });
+    return read_all(answer, kFirst, [](Reader &r) {
+        return Written{r.text(), r.text(), r.uint32(), r.uint64(), std::nullopt};
+    });
 }
 
 Page read_list(const Received &answer) {

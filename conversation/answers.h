@@ -6,6 +6,7 @@
 #include "protocol/message.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,7 +24,7 @@ struct Written {
     std::string backend;
     std::uint32_t durability = 0;
     std::uint64_t revision = 0;
-    std::uint32_t changed = 0; // 0 for groups, whose answer does not have it
+    std::optional<std::uint32_t> changed; // values; not in answers about groups
 };
 
 // A value, or the group itself when name is empty.

@@ -32,7 +32,7 @@ constexpr std::size_t kMostEventBytes = protocol::kLargestMessage;
 constexpr int kAttempts = 3;
 
 // More than a packet, so that a datagram which is too long shows.
-using ReadBuffer = std::array<std::uint8_t, 2 * PACKET_SIZE>;
+using ReadBuffer = std::array<std::uint8_t, std::size_t{2} * PACKET_SIZE>;
 
 // What a program decided about the signal stays.
 void ignore_broken_pipes() {
@@ -95,7 +95,7 @@ void Conversation::deliver(std::uint32_t id, Bytes &bytes) {
 }
 
 // Whoever sends from the daemon's address may have sent what is broken: it is as if it had been lost.
-void Conversation::forget_broken_datagram(const Malformed &reason) {
+void Conversation::forget_broken_datagram(const Malformed &reason) const {
     if (!is_datagram())
         throw Error(ErrorKind::malformed, std::string("the daemon's bytes make no sense: ") + reason.what());
 }

@@ -33,7 +33,7 @@ public:
     Conversation(Fd stream, Milliseconds time);
     Conversation(const Conversation &) = delete;
     Conversation &operator=(const Conversation &) = delete;
-    ~Conversation() = default;
+    virtual ~Conversation() = default;
 
     // While this descriptor is readable, waiting is an Error of kind interrupted. -1, as at the beginning: nothing is.
     void interrupt_with(int fd) { interrupt_ = fd; }
@@ -67,7 +67,7 @@ private:
     bool receive(const Deadline &deadline);
     std::size_t read_some(std::uint8_t *data, std::size_t size);
     void handle_packets(const Deadline &deadline);
-    void forget_broken_datagram(const protocol::Malformed &reason);
+    void forget_broken_datagram(const protocol::Malformed &reason) const;
     bool await_answer(const Deadline &deadline);
     protocol::Received take_answer(std::uint32_t code);
     [[nodiscard]] Wake wait(short events, const Deadline &deadline) const;

@@ -3,7 +3,9 @@
 
 #include "ctl/failure.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -41,8 +43,9 @@ private:
 
 Child::Child(const std::vector<std::string> &words, const sigset_t &mask) {
     std::vector<char *> arguments;
-    for (const std::string &word : words)
-        arguments.push_back(const_cast<char *>(word.c_str()));
+    arguments.reserve(words.size() + 1);
+    std::transform(words.begin(), words.end(), std::back_inserter(arguments),
+                   [](const std::string &word) { return const_cast<char *>(word.c_str()); });
     arguments.push_back(nullptr);
     const SpawnAttributes attributes(mask);
     const int error = posix_spawnp(&pid_, arguments.front(), nullptr, attributes.get(), arguments.data(), environ);
@@ -55,7 +58,7 @@ void Child::signal(int number) const {
     kill(pid_, number);
 }
 
-std::optional<int> Child::wait_for_end(int options) {
+std::optional<int> Child::wait_for_end(int options) const {
     int status = 0;
     pid_t result = -1;
     do
@@ -66,11 +69,11 @@ std::optional<int> Child::wait_for_end(int options) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : kSignalled + WTERMSIG(status);
 }
 
-std::optional<int> Child::poll() {
+std::optional<int> Child::poll() const {
     return wait_for_end(WNOHANG);
 }
 
-int Child::wait() {
+int Child::wait() const {
     return wait_for_end(0).value_or(kCannotRun);
 }
 

@@ -19,11 +19,11 @@ public:
     void signal(int number) const;
 
     // Its exit code, or 128 and the number of the signal that ended it; nothing while it runs.
-    std::optional<int> poll();
-    int wait();
+    [[nodiscard]] std::optional<int> poll() const;
+    [[nodiscard]] int wait() const;
 
 private:
-    std::optional<int> wait_for_end(int options);
+    [[nodiscard]] std::optional<int> wait_for_end(int options) const;
     pid_t pid_ = -1;
 };
 

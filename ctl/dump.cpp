@@ -9,6 +9,8 @@
 #include "ctl/output.h"
 #include "ctl/value_json.h"
 
+#include <algorithm>
+
 namespace varnel::ctl {
 
 using conversation::Conversation;
@@ -22,11 +24,10 @@ constexpr int kAttempts = 5;
 
 // The backend that takes the layer's changes; empty when none does.
 std::string writable_backend(const StoreStatus &status, const std::string &layer) {
-    for (const auto &row : status.backends) {
-        if (row.layer == layer && (row.flags & protocol::kBackendWritesGoHere) != 0)
-            return row.backend;
-    }
-    return "";
+    const auto found = std::find_if(status.backends.begin(), status.backends.end(), [&](const auto &row) {
+        return row.layer == layer && (row.flags & protocol::kBackendWritesGoHere) != 0;
+    });
+    return found != status.backends.end() ? found->backend : "";
 }
 
 struct Dump {

@@ -59,16 +59,17 @@ void print_as_json(const KeyParts &key, const KeyStatus &status) {
 
 void print_as_table(const KeyParts &key, const KeyStatus &status) {
     Table table({"LAYER", "BACKEND", "STATE", "TYPE", "VALUE"});
-    bool found = false;
+    std::string winner;
     for (const KeyBackend &row : status.backends) {
         const bool has = has_value(row);
-        found = found || (row.flags & protocol::kKeyWins) != 0;
+        if (row.layer == status.layer && (row.flags & protocol::kKeyWins) != 0)
+            winner = row.backend;
         table.add({row.layer, row.backend, words_of_flags(row.flags, kKeyWords),
                    has ? name_of_type(row.value->type) : "-", has ? print_value(*row.value) : "-"});
     }
     const std::string name = escaped(print_key(key));
     print(table.text());
-    print_line(found ? name + " is what WINS" : name + " has no value");
+    print_line(winner.empty() ? name + " has no value" : name + " has the value of " + escaped(winner));
     print_line("lock: " + (status.holder.empty() ? "nobody" : escaped(status.holder)));
 }
 

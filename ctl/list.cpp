@@ -9,6 +9,9 @@
 #include "ctl/table.h"
 #include "ctl/value_json.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace varnel::ctl {
 
 using conversation::Conversation;
@@ -63,8 +66,8 @@ Json json_of(const LayerRow &row, bool value) {
 
 void print_rows(const Rows &rows, bool values) {
     Json json = Json::array();
-    for (const LayerRow &row : rows)
-        json.push_back(json_of(row, values));
+    std::transform(rows.begin(), rows.end(), std::back_inserter(json),
+                   [values](const LayerRow &row) { return json_of(row, values); });
     print_json(json);
 }
 

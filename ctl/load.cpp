@@ -136,7 +136,7 @@ void run_load(const Session &session, const LoadOptions &options) {
     Written written;
     if (options.replace || !document.values.empty())
         written = store(*conversation, {document.layer, durability, flags}, document);
-    const std::uint32_t changed = written.changed;
+    const auto changed = written.changed;
     for (const std::string &group : document.empty_groups)
         make_group(*conversation, {document.layer, group, ""}, durability, written);
     written.changed = changed;
@@ -150,7 +150,7 @@ void add_load(CLI::App &command, Session &session) {
     command
         .add_option("FILE", options->layer_and_file,
                     "The dump, - for standard input; before it, the layer to load into when not the one it names")
-        ->type_name("[LAYER] FILE")
+        ->option_text("or LAYER FILE")
         ->required()
         ->expected(1, 2);
     command.add_flag("--replace", options->replace, "Remove what the layer's backend holds besides");

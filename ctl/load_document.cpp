@@ -25,7 +25,7 @@ public:
         else if (event == Json::parse_event_t::object_end)
             names_.pop_back();
         else if (event == Json::parse_event_t::key && !names_.back().insert(parsed.get<std::string>()).second)
-            throw usage_failure("\"" + parsed.get<std::string>() + "\" is there twice in one object");
+            throw usage_failure('"' + parsed.get<std::string>() + R"(" is there twice in one object)");
         return true;
     }
 
@@ -43,24 +43,25 @@ Json parse_json(std::istream &input) {
 
 void check_members(const Json &document) {
     if (!document.is_object())
-        throw usage_failure("expected an object with the member \"groups\"");
+        throw usage_failure(R"(expected an object with the member "groups")");
     for (const auto &[name, member] : document.items()) {
         if (name != "varnel" && name != "layer" && name != "groups")
-            throw usage_failure("the members of a dump are \"varnel\", \"layer\" and \"groups\", not \"" + name + "\"");
+            throw usage_failure(R"(the members of a dump are "varnel", "layer" and "groups", not ")" + name + '"');
     }
     const auto form = document.find("varnel");
     if (form != document.end() && *form != kForm)
-        throw usage_failure("\"varnel\" is " + form->dump() + ": only form 1 is known");
+        throw usage_failure(R"("varnel" is )" + form->dump() + ": only form 1 is known");
     if (!document.contains("groups") || !document["groups"].is_object())
-        throw usage_failure("\"groups\" must be there, an object of groups");
+        throw usage_failure(R"("groups" must be there, an object of groups)");
 }
 
 std::string layer_of(const Json &document) {
     const auto layer = document.find("layer");
     if (layer == document.end())
         return "";
-    if (!layer->is_string() || (*layer != "" && !valid_key_part(layer->get<std::string>())))
-        throw usage_failure("\"layer\" must be the name of a layer");
+    if (!layer->is_string() ||
+        (!layer->get_ref<const std::string &>().empty() && !valid_key_part(layer->get<std::string>())))
+        throw usage_failure(R"("layer" must be the name of a layer)");
     return layer->get<std::string>();
 }
 
@@ -73,12 +74,13 @@ void check_name(const std::string &name, const std::string &where) {
 void read_group(const std::string &group, const Json &members, LoadDocument &document) {
     check_name(group, "group ");
     if (!members.is_object())
-        throw usage_failure("group \"" + group + "\" must be an object of values");
+        throw usage_failure(R"(group ")" + group + R"(" must be an object of values)");
     if (members.empty())
         document.empty_groups.push_back(group);
+    const std::string in_group = group + ":";
     for (const auto &[name, member] : members.items()) {
-        check_name(name, "group \"" + group + "\": ");
-        const std::string where = group + ":" + name;
+        check_name(name, in_group);
+        const std::string where = in_group + name;
         Value value = value_of_json(member, where);
         if (value->type == XDATA_STRING && value->value.s.len > kLongestString)
             throw usage_failure(where + ": a string has at most " + std::to_string(kLongestString - 1) + " bytes");

@@ -47,7 +47,7 @@ void pass_on(const Child &child, int number) {
         child.signal(number);
 }
 
-int wait_for_child(Child &child, Conversation &conversation, KeepAlive &keep_alive, const Signals &signals) {
+int wait_for_child(const Child &child, Conversation &conversation, KeepAlive &keep_alive, const Signals &signals) {
     try {
         for (;;) {
             pass_on(child, next_signal(conversation, keep_alive, signals));
@@ -56,7 +56,7 @@ int wait_for_child(Child &child, Conversation &conversation, KeepAlive &keep_ali
         }
     } catch (const Error &error) {
         complain(std::string("the lock is lost, and the command goes on: ") + error.what());
-        child.wait();
+        static_cast<void>(child.wait());
         return kUnreachable;
     }
 }
@@ -95,7 +95,7 @@ void run_lock(Session &session, const LockOptions &options) {
         wait_for_interrupt(*conversation, keep_alive, signals);
         release(*conversation, key);
     } else {
-        Child child(session.words, signals.before());
+        const Child child(session.words, signals.before());
         session.result = wait_for_child(child, *conversation, keep_alive, signals);
         release(*conversation, key);
     }

@@ -25,6 +25,15 @@ constexpr const char *kFooter = "'varnelctl COMMAND --help' tells more, with exa
 
 constexpr const char *kOptionsOfAll = "\n\nFor all commands: --socket PATH, --udp HOST:PORT, --timeout SECONDS";
 
+// Arguments as manual pages have them: [KEY...] for any number, also none.
+class HelpFormatter : public CLI::Formatter {
+public:
+    std::string make_option_usage(const CLI::Option *option) const override {
+        const std::string name = make_option_name(option, true) + (option->get_expected_max() > 1 ? "..." : "");
+        return option->get_required() ? name : "[" + name + "]";
+    }
+};
+
 void add_commands(CLI::App &app, Session &session) {
     app.fallthrough(); // options of all commands may stand behind one
     app.require_subcommand(1);
@@ -45,7 +54,7 @@ int end_of_parsing(const CLI::App &app, const CLI::ParseError &error) {
     return kUsage;
 }
 
-int parse_and_run(CLI::App &app, Session &session, std::vector<std::string> options) {
+int parse_and_run(CLI::App &app, const Session &session, std::vector<std::string> options) {
     std::reverse(options.begin(), options.end()); // as the parser takes them
     try {
         app.parse(std::move(options));
@@ -83,6 +92,7 @@ int run(int argc, const char *const *argv, const char *version) {
         session.words = std::move(arguments.words);
         CLI::App app(kDescription, "varnelctl");
         app.footer(kFooter);
+        app.formatter(std::make_shared<HelpFormatter>());
         app.set_version_flag("--version", std::string("varnelctl ") + version);
         add_connection_options(app, session);
         add_commands(app, session);

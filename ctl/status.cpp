@@ -114,15 +114,16 @@ void run_sync(const Session &session, const CLI::Option &layer) {
 
 void add_status(CLI::App &command, Session &session) {
     const auto subject = std::make_shared<std::string>();
-    CLI::Option_group *const subjects = command.add_option_group("Instead");
     const auto add = [&](const char *name, const char *summary) {
-        subjects->add_flag_callback(
+        return command.add_flag_callback(
             std::string("--") + name, [subject, name] { *subject = name; }, summary);
     };
-    add("limits", "Print the limits that the daemon keeps clients to");
-    add("statistics", "Print what the daemon has counted");
-    add("version", "Print the daemon's version");
-    subjects->require_option(0, 1);
+    auto *const limits = add("limits", "Print the limits that the daemon keeps clients to, instead");
+    auto *const statistics = add("statistics", "Print what the daemon has counted, instead");
+    auto *const version = add("version", "Print the daemon's version, instead");
+    limits->excludes(statistics);
+    limits->excludes(version);
+    statistics->excludes(version);
     add_json(command, session);
     command.callback([&session, subject] { run_status(session, *subject); });
 }

@@ -61,7 +61,7 @@ Value string_of_json(const Json &json, const std::string &encoding, const std::s
         return string_of_characters(text);
     const auto bytes = encoding == kBase64 ? from_base64(text) : std::nullopt;
     if (!bytes)
-        throw wrong_value(where, encoding == kBase64 ? "the text is no base64" : "the only encoding is \"base64\"");
+        throw wrong_value(where, encoding == kBase64 ? "the text is no base64" : R"(the only encoding is "base64")");
     return string_of_characters(*bytes);
 }
 
@@ -93,20 +93,19 @@ std::string text_member(const Json &object, const char *name, const std::string 
     if (member == object.end())
         return "";
     if (!member->is_string())
-        throw wrong_value(where, std::string("\"") + name + "\" must be a string");
+        throw wrong_value(where, std::string(1, '"') + name + R"(" must be a string)");
     return member->get<std::string>();
 }
 
 Value value_of_object(const Json &object, const std::string &where) {
     for (const auto &[name, member] : object.items()) {
         if (name != "type" && name != "value" && name != "encoding")
-            throw wrong_value(where,
-                              "a value has the members \"type\", \"value\" and \"encoding\", not \"" + name + "\"");
+            throw wrong_value(where, R"(a value has the members "type", "value" and "encoding", not ")" + name + '"');
     }
     const auto type = type_of_name(text_member(object, "type", where));
     const auto value = object.find("value");
     if (!type || value == object.end())
-        throw wrong_value(where, std::string("expected {\"type\": TYPE, \"value\": ...} with a TYPE of ") + kTypeNames);
+        throw wrong_value(where, std::string(R"(expected {"type": TYPE, "value": ...} with a TYPE of )") + kTypeNames);
     return typed_value(*value, *type, text_member(object, "encoding", where), where);
 }
 

@@ -19,7 +19,6 @@ namespace varnel::ctl {
 using conversation::Conversation;
 using conversation::Error;
 using conversation::Found;
-using conversation::Written;
 
 namespace {
 

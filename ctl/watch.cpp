@@ -14,7 +14,9 @@
 #include "ctl/watch_print.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <set>
 
@@ -32,6 +34,10 @@ namespace {
 constexpr Milliseconds kFirstPause(200);
 constexpr Milliseconds kLongestPause(5000);
 
+bool may_pass(const Error &error) {
+    return error.kind() != ErrorKind::interrupted && error.kind() != ErrorKind::refused;
+}
+
 struct WatchOptions {
     std::vector<std::string> keys;
     std::optional<std::uint64_t> from;
@@ -43,8 +49,7 @@ class Watch {
 public:
     Watch(const Session &session, const WatchOptions &options)
         : session_(session), options_(options), last_(options.from), signals_({SIGINT, SIGTERM}) {
-        for (const std::string &key : options.keys)
-            keys_.push_back(any_key(key));
+        std::transform(options.keys.begin(), options.keys.end(), std::back_inserter(keys_), any_key);
         if (keys_.empty())
             keys_.emplace_back();
     }
@@ -127,9 +132,10 @@ void Watch::connect() {
     conversation_ = session_.connect();
     conversation_->interrupt_with(signals_.descriptor());
     known_.clear();
-    std::uint64_t now = 0;
-    for (const KeyParts &key : keys_)
-        now = conversation::notify(*conversation_, key, protocol::kFromNow).revision;
+    const auto subscribe = [this](std::uint64_t, const KeyParts &key) {
+        return conversation::notify(*conversation_, key, protocol::kFromNow).revision;
+    };
+    const std::uint64_t now = std::accumulate(keys_.begin(), keys_.end(), std::uint64_t{0}, subscribe);
     if (last_)
         print_history(now);
     else
@@ -145,7 +151,7 @@ void Watch::follow() {
             continue;
         }
         const Change change = conversation::read_event(*event);
-        if (known_.count(change.revision) == 0)
+        if (!known_.contains(change.revision))
             print(change);
     }
 }
@@ -167,10 +173,6 @@ void Watch::pause(Milliseconds time) const {
     const auto deadline = Deadline::after(time);
     if (conversation::wait_for(-1, 0, signals_.descriptor(), deadline) == conversation::Wake::interrupted)
         throw Error(ErrorKind::interrupted, "interrupted");
-}
-
-static bool may_pass(const Error &error) {
-    return error.kind() != ErrorKind::interrupted && error.kind() != ErrorKind::refused;
 }
 
 // False when the connection is lost, and is to be had again.
@@ -208,6 +210,7 @@ void Watch::run() {
     } catch (const Error &error) {
         if (error.kind() != ErrorKind::interrupted)
             throw;
+        static_cast<void>(signals_.take()); // it has done its work
     }
     unsubscribe();
 }

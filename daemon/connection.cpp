@@ -147,24 +147,24 @@ void Connection::pump() {
         start_events();
 }
 
+// Events arrive in their order: behind one of several packets the next one waits until the last of them has gone.
 void Connection::start_events() {
-    while (has_events() && !doomed_ && can_start()) {
+    while (has_events() && !doomed_ && !is_event_under_way() && can_start()) {
         const std::optional<protocol::Bytes> bytes = take_event(engine_.revision());
-        const std::uint32_t id = next_event_id_;
-        next_event_id_ = id == UINT32_MAX ? protocol::kFirstEventId : id + 1;
-        start(id, *bytes);
-        std::erase_if(events_under_way_, [this](std::uint32_t event) { return !endpoint_.is_sending(event); });
-        if (endpoint_.is_sending(id))
-            events_under_way_.push_back(id);
+        event_under_way_ = next_event_id_;
+        next_event_id_ = next_event_id_ == UINT32_MAX ? protocol::kFirstEventId : next_event_id_ + 1;
+        start(event_under_way_, *bytes);
     }
+}
+
+bool Connection::is_event_under_way() const {
+    return event_under_way_ != 0 && endpoint_.is_sending(event_under_way_);
 }
 
 // ---- time
 
 std::uint32_t Connection::answers_under_way() const {
-    const auto events = std::count_if(events_under_way_.begin(), events_under_way_.end(),
-                                      [this](std::uint32_t id) { return endpoint_.is_sending(id); });
-    return endpoint_.sending() - static_cast<std::uint32_t>(events);
+    return endpoint_.sending() - (is_event_under_way() ? 1 : 0);
 }
 
 bool Connection::is_drained() const {

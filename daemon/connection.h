@@ -92,6 +92,7 @@ private:
     bool can_start();
     void start(std::uint32_t id, std::span<const std::uint8_t> bytes);
     void start_events();
+    [[nodiscard]] bool is_event_under_way() const;
     [[nodiscard]] std::uint32_t answers_under_way() const;
     void doom(const std::string &why);
 
@@ -100,7 +101,7 @@ private:
     protocol::Endpoint endpoint_;
     std::deque<Outgoing> queue_; // answers that have not been started
     std::size_t queue_bytes_ = 0;
-    std::vector<std::uint32_t> events_under_way_; // ids of events of several packets
+    std::uint32_t event_under_way_ = 0; // id of the event that was sent last
     std::uint32_t next_event_id_;
     std::uint64_t last_heard_; // milliseconds
     std::uint64_t last_moved_; // when a packet came or went

@@ -7,7 +7,6 @@
 #include <array>
 #include <cstring>
 #include <new>
-#include <ranges>
 #include <stdexcept>
 #include <utility>
 
@@ -72,12 +71,12 @@ void Engine::handle(Session &session, std::uint32_t id, protocol::Bytes &bytes) 
     ++statistics_.requests;
     const std::uint32_t code = announced_code(bytes);
     const auto refused = [&](Status status, const std::string &why) { refuse(session, id, code, status, why); };
+    if (!session.within_rate(now_(), limits_[Limit::rate]))
+        return refused(Status::too_fast, "too many requests in this second");
     if (bytes.size() > limits_[Limit::message_bytes])
         return refused(Status::too_large, "a message of " + std::to_string(bytes.size()) + " bytes");
     try {
         Received message(bytes);
-        if (!session.within_rate(now_(), limits_[Limit::rate]))
-            return refused(Status::too_fast, "too many requests in this second");
         if (message.size() > limits_[Limit::parameters])
             return refused(Status::too_large, "a message of " + std::to_string(message.size()) + " parameters");
         dispatch(session, id, std::move(message));
@@ -96,7 +95,14 @@ void Engine::refuse(Session &session, std::uint32_t id, std::uint32_t code, Stat
     session.answer(id, refusal(code, status, why));
 }
 
+void Engine::defer(Session &session, std::uint32_t id, Received message) {
+    session.has_deferred = true;
+    deferred_.push_back({session.number(), id, std::move(message)});
+}
+
 void Engine::dispatch(Session &session, std::uint32_t id, Received message) {
+    if (session.has_deferred)
+        return defer(session, id, std::move(message));
     const Request request{session, id, message};
     const auto refused = [&](Status status, const char *why) { refuse(session, id, message.code(), status, why); };
     try {
@@ -106,9 +112,9 @@ void Engine::dispatch(Session &session, std::uint32_t id, Received message) {
         if (const Reply reply = (this->*handler)(request))
             session.answer(id, *reply);
     } catch (const Defer &) {
-        deferred_.push_back({session.number(), id, std::move(message)});
-    } catch (const Refused &refusal) {
-        refused(refusal.status(), refusal.what());
+        defer(session, id, std::move(message));
+    } catch (const Refused &why) {
+        refused(why.status(), why.what());
     } catch (const protocol::Malformed &malformed) {
         refused(Status::invalid, malformed.what());
     } catch (const std::length_error &) {
@@ -228,8 +234,8 @@ void Engine::commit_layer(PendingLayer &pending) {
     if (reached < 0) {
         log_error("layer " + pending.layer->name() + ": backend " + writer.name() +
                   " cannot store changes: " + std::strerror(-reached));
-        for (PendingWrite &write : std::views::reverse(pending.writes))
-            write.changes.undo();
+        std::for_each(pending.writes.rbegin(), pending.writes.rend(),
+                      [](PendingWrite &write) { write.changes.undo(); });
         note_unsynced(*pending.layer);
     }
     for (PendingWrite &write : pending.writes) {
@@ -254,7 +260,12 @@ void Engine::commit() {
         std::vector<PendingLayer> pending = std::exchange(pending_, {});
         for (PendingLayer &layer : pending)
             commit_layer(layer);
-        for (Deferred &deferred : std::exchange(deferred_, {})) {
+        std::vector<Deferred> waiting = std::exchange(deferred_, {});
+        for (const Deferred &deferred : waiting) {
+            if (Session *const session = session_of(deferred.connection))
+                session->has_deferred = false;
+        }
+        for (Deferred &deferred : waiting) {
             if (Session *const session = session_of(deferred.connection))
                 dispatch(*session, deferred.id, std::move(deferred.message));
         }
@@ -262,6 +273,7 @@ void Engine::commit() {
 }
 
 void Engine::flush() {
+    commit(); // what may still be refused must not reach the storage
     std::erase_if(unsynced_, [this](Unsynced &unsynced) {
         const LayerStore &layer = *unsynced.layer;
         const BackendAccess &writer = layer.backends()[*layer.writer()];
@@ -286,6 +298,12 @@ void Engine::answer_waits(const std::vector<Waited> &done) {
         session->answer(wait.request, wait.granted ? lock_answer(control_lock, {wait.layer, "", ""})
                                                    : refusal(control_lock, Status::timed_out, "the lock is held"));
     }
+}
+
+void Engine::end_waits() {
+    std::vector<Waited> done;
+    locks_.expire(UINT64_MAX, &done);
+    answer_waits(done);
 }
 
 void Engine::expire_waits() {

@@ -44,8 +44,9 @@ public:
     // Brings to the storage what was answered as being in memory only. To be called now and then.
     void flush();
 
-    // Ends the waits for locks whose time is over, and when the next one will be.
+    // Ends the waits for locks whose time is over, or all of them, and when the next one will be over.
     void expire_waits();
+    void end_waits();
     [[nodiscard]] std::optional<std::uint64_t> next_deadline() const { return locks_.next_deadline(); }
 
     // Whether the connection holds locks, waits for one, or has subscribed to something: it may be silent then.
@@ -82,6 +83,7 @@ private:
     using Handler = Reply (Engine::*)(const Request &);
     static Handler handler_of(std::uint32_t code);
 
+    void defer(Session &session, std::uint32_t id, protocol::Received message);
     void dispatch(Session &session, std::uint32_t id, protocol::Received message);
     void refuse(Session &session, std::uint32_t id, std::uint32_t code, protocol::Status status,
                 const std::string &why);

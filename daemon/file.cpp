@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
+#include <stdexcept>
+#include <sys/file.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -58,6 +60,16 @@ std::optional<std::string> read_file(const std::string &path) {
 bool replace_file(const std::string &path, const std::string &text) {
     const std::string temporary = path + ".new";
     return write_new(temporary, text) && std::rename(temporary.c_str(), path.c_str()) == 0 && sync_folder_of(path);
+}
+
+Fd reserve_folder(const std::string &path) {
+    const std::string file = path + "/varneld.lock"; // modules lock the folder itself
+    Fd fd(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!fd && errno != EACCES && errno != EROFS)
+        throw std::system_error(errno, std::generic_category(), file);
+    if (fd && flock(fd.get(), LOCK_EX | LOCK_NB) != 0)
+        throw std::runtime_error("another daemon keeps its state in " + path);
+    return fd;
 }
 
 void make_folders(const std::string &path, mode_t mode) {

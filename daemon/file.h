@@ -36,6 +36,10 @@ std::optional<std::string> read_file(const std::string &path);
 // loss of power. False, with errno set, when that cannot be done; the old content stays.
 bool replace_file(const std::string &path, const std::string &text);
 
+// Reserves a folder for this process, by a lock on a file in it, as long as the result lives. std::runtime_error when
+// another has reserved it. A folder that cannot be written needs no reserving: the result is none.
+Fd reserve_folder(const std::string &path);
+
 // Makes a folder with this mode, and its parents; what is there stays as it is. std::system_error when it cannot be
 // done.
 void make_folders(const std::string &path, mode_t mode);

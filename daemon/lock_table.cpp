@@ -37,9 +37,9 @@ void LockTable::add(ConnectionNumber connection, const Scope &scope) {
 }
 
 void LockTable::uncount(ConnectionNumber connection) {
-    const auto count = counts_.find(connection);
-    if (--count->second == 0)
-        counts_.erase(count);
+    const auto counted = counts_.find(connection);
+    if (--counted->second == 0)
+        counts_.erase(counted);
 }
 
 bool LockTable::holds(ConnectionNumber connection, const Scope &scope) const {
@@ -63,10 +63,11 @@ void LockTable::wait(ConnectionNumber connection, std::uint32_t request, const S
     ++counts_[connection];
 }
 
-// Hands out what has become free. A waiter passes those before it only where they do not conflict.
-void LockTable::grant(std::vector<Waited> *done) {
+// Hands out what has become free in these groups. A waiter passes those before it only where they do not conflict.
+void LockTable::grant(const std::set<GroupKey> &groups, std::vector<Waited> *done) {
     for (auto waiter = waiters_.begin(); waiter != waiters_.end();) {
-        if (holder(waiter->scope, waiter->connection) || awaited_before(waiter->scope, waiter, waiter->connection)) {
+        if (!groups.contains(group_of(waiter->scope)) || holder(waiter->scope, waiter->connection) ||
+            awaited_before(waiter->scope, waiter, waiter->connection)) {
             ++waiter;
             continue;
         }
@@ -105,21 +106,29 @@ bool LockTable::unlock(ConnectionNumber connection, const Scope &scope, std::vec
         if (held != group->second.end())
             remove_held(group, held);
     }
-    grant(done);
+    grant({group_of(scope)}, done);
     return found;
 }
 
 void LockTable::forget(ConnectionNumber connection, std::vector<Waited> *done) {
     if (counts_.erase(connection) == 0)
         return;
-    std::erase_if(waiters_, [connection](const Waiter &waiter) { return waiter.connection == connection; });
-    for (auto &[key, group] : held_)
-        std::erase_if(group, [connection](const Held &held) { return held.connection == connection; });
+    std::set<GroupKey> groups;
+    std::erase_if(waiters_, [&](const Waiter &waiter) {
+        if (waiter.connection == connection)
+            groups.insert(group_of(waiter.scope));
+        return waiter.connection == connection;
+    });
+    for (auto &[key, group] : held_) {
+        if (std::erase_if(group, [connection](const Held &held) { return held.connection == connection; }) != 0)
+            groups.insert(key);
+    }
     std::erase_if(held_, [](const auto &group) { return group.second.empty(); });
-    grant(done);
+    grant(groups, done);
 }
 
 void LockTable::expire(std::uint64_t now, std::vector<Waited> *done) {
+    std::set<GroupKey> groups;
     for (auto waiter = waiters_.begin(); waiter != waiters_.end();) {
         if (waiter->deadline > now) {
             ++waiter;
@@ -127,9 +136,10 @@ void LockTable::expire(std::uint64_t now, std::vector<Waited> *done) {
         }
         done->push_back({waiter->connection, waiter->request, waiter->scope.layer, false});
         uncount(waiter->connection);
+        groups.insert(group_of(waiter->scope));
         waiter = waiters_.erase(waiter);
     }
-    grant(done); // who waited behind them may be next
+    grant(groups, done); // who waited behind them may be next
 }
 
 std::optional<std::uint64_t> LockTable::next_deadline() const {

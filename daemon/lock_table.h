@@ -8,6 +8,7 @@
 #include <list>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -75,7 +76,7 @@ private:
     void add(ConnectionNumber connection, const Scope &scope);
     void uncount(ConnectionNumber connection);
     void remove_held(std::map<GroupKey, std::vector<Held>>::iterator group, std::vector<Held>::iterator held);
-    void grant(std::vector<Waited> *done);
+    void grant(const std::set<GroupKey> &groups, std::vector<Waited> *done);
 
     std::map<GroupKey, std::vector<Held>> held_;
     std::list<Waiter> waiters_; // in the order of arrival

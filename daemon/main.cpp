@@ -53,8 +53,9 @@ void note_revision(RevisionFile &file, std::uint64_t revision) {
 void serve(const Options &options) {
     if (!std::filesystem::is_directory(options.modules)) // before anything is made
         throw std::runtime_error("there is no folder " + options.modules + " with the storage modules (--modules)");
+    Listener listener(options.socket);
     make_folders(options.state, 0750);
-    std::optional<Listener> listener(options.socket);
+    const Fd state = reserve_folder(options.state);
     const Fd udp = options.udp.empty() ? Fd() : bind_udp(options.udp);
     raise_descriptor_limit(options.limits);
     const Store store(options.tree, options.modules);
@@ -65,10 +66,10 @@ void serve(const Options &options) {
         store, options.limits, revisions.start(), [&uv] { return uv_now(&uv); },
         [&revisions](std::uint64_t revision) { note_revision(revisions, revision); });
     {
-        Server server(uv, engine, listener->get(), udp.get(), options.flush_interval);
+        Server server(uv, engine, listener.get(), udp.get(), options.flush_interval);
         std::printf("varneld: ready on %s\n", options.socket.path.c_str());
         std::fflush(stdout);
-        server.run([&listener] { listener.reset(); });
+        server.run([&listener] { listener.stop(); });
     }
     engine.flush();
     if (!revisions.close(engine.revision()))
@@ -84,8 +85,10 @@ int main(int argc, char **argv) {
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
     use_fast_allocator();
+    static Options options; // holds the configuration's tree until the process has ended
     try {
-        serve(read_options(argc, argv));
+        read_options(argc, argv, options);
+        serve(options);
     } catch (const Usage &usage) {
         std::fprintf(usage.code() == 0 ? stdout : stderr, "%s\n", usage.what());
         return usage.code();

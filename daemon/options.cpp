@@ -119,9 +119,8 @@ CommandLine parse(int argc, char **argv) {
 
 } // namespace
 
-Options read_options(int argc, char **argv) {
+void read_options(int argc, char **argv, Options &options) {
     const CommandLine line = parse(argc, argv);
-    Options options;
     options.tree = line.config.empty() ? load_built_in() : load_configuration(line.config);
     const xdictionary *const tree = options.tree;
     options.modules = first_of(line.modules, tree, "varneld:modules", default_modules());
@@ -136,7 +135,6 @@ Options read_options(int argc, char **argv) {
         set_limit(options.limits, name, text);
     set_limits(options.limits, line.limits);
     give_state_folder(options.tree, options.state);
-    return options;
 }
 
 } // namespace varnel::daemon

@@ -36,8 +36,8 @@ struct Options {
     xdictionary *tree = nullptr;         // the configuration; never released, its parts are shared
 };
 
-// Reads the command line, and the configuration file that it names or the built-in configuration. Usage when there is
-// something that cannot be meant.
-Options read_options(int argc, char **argv);
+// Reads the command line, and the configuration file that it names or the built-in configuration, into options. Usage
+// when there is something that cannot be meant.
+void read_options(int argc, char **argv, Options &options);
 
 } // namespace varnel::daemon

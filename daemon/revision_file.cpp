@@ -14,6 +14,9 @@ namespace {
 
 constexpr std::uint64_t kBlock = 1000000;
 
+// After a failure: trying with every change would make every change slow.
+constexpr std::uint64_t kChangesUntilNextTry = 1000;
+
 // More than any store gets to, with room for blocks ahead.
 constexpr std::uint64_t kMostRevisions = UINT64_MAX / 2;
 
@@ -39,8 +42,9 @@ RevisionFile::RevisionFile(std::string path) : path_(std::move(path)) {
 bool RevisionFile::write(std::uint64_t number) {
     if (path_.empty())
         return true;
-    reserved_ = number; // also after a failure: the next try comes a block later, not with every change
-    return replace_file(path_, std::to_string(number) + "\n");
+    const bool written = replace_file(path_, std::to_string(number) + "\n");
+    reserved_ = written ? number : reserved_ + kChangesUntilNextTry;
+    return written;
 }
 
 bool RevisionFile::reserve(std::uint64_t revision) {

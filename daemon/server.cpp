@@ -86,8 +86,11 @@ void Server::for_each(const std::function<void(Connection &)> &visit) const {
 // ---- arriving
 
 // One line a second at most: strangers must not fill the log.
-bool Server::is_full(const char *what) {
-    if (streams_.size() + datagrams_.size() < engine_.limits()[Limit::clients])
+bool Server::is_full(const char *what, bool datagram) {
+    // UDP peers, which anybody can pretend to be, get no more than a half of the places.
+    const std::size_t most = engine_.limits()[Limit::clients];
+    const bool full = streams_.size() + datagrams_.size() >= most || (datagram && datagrams_.size() >= (most + 1) / 2);
+    if (!full)
         return false;
     ++engine_.statistics().refused;
     ++refusals_not_logged_;
@@ -116,7 +119,7 @@ void Server::accept_all() {
 }
 
 void Server::accept_one(Fd fd) {
-    if (is_full("connection"))
+    if (is_full("connection", false))
         return;
     const ConnectionNumber number = ++last_number_;
     auto connection = std::make_unique<StreamConnection>(*this, engine_, number, std::move(fd));
@@ -131,7 +134,7 @@ Connection *Server::datagram_peer(const sockaddr_in &peer, const std::uint8_t *d
     if (found != datagrams_.end())
         return found->second.get();
     const bool is_packet = size >= PACKET_HEADER_SIZE && std::memcmp(data, PACKET_MAGIC, PACKET_MAGIC_SIZE) == 0;
-    if (!is_packet || ntohs(peer.sin_port) > kHighestPort || peer.sin_port == 0 || is_full("UDP peer"))
+    if (!is_packet || ntohs(peer.sin_port) > kHighestPort || peer.sin_port == 0 || is_full("UDP peer", true))
         return nullptr;
     const ConnectionNumber number = ++last_number_;
     auto connection = std::make_unique<DatagramConnection>(*this, engine_, number, udp_, peer);
@@ -249,7 +252,8 @@ void Server::begin_end() {
     uv_poll_stop(&listener_poll_); // before its descriptor is closed
     stopping_();
     uv_timer_start(
-        &end_timer_, [](uv_timer_t *h) { server_of(h).end_when_drained(); }, 0, kEndInterval);
+        &end_timer_, [](uv_timer_t *h) { server_of(h).end_when_drained(); }, kEndInterval, kEndInterval);
+    engine_.end_waits();
 }
 
 void Server::end_when_drained() {

@@ -99,7 +99,7 @@ private:
     void begin_end();
     void end_when_drained();
     void close_everything();
-    bool is_full(const char *what);
+    bool is_full(const char *what, bool datagram);
     void for_each(const std::function<void(Connection &)> &visit) const;
 
     template <class Handle> void own(Handle &handle);

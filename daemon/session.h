@@ -61,6 +61,7 @@ public:
 
     std::vector<Scope> subscriptions;
     std::optional<StagedWrite> staged;
+    bool has_deferred = false; // requests that wait for the storage: later ones wait behind them
 
 private:
     const ConnectionNumber number_;

@@ -116,9 +116,14 @@ Listener::Listener(const SocketSettings &settings) : path_(settings.path) {
     socket_ = listen_at(settings);
 }
 
-Listener::~Listener() {
+void Listener::stop() {
     if (socket_)
         unlink(path_.c_str());
+    socket_ = Fd();
+}
+
+Listener::~Listener() {
+    stop();
 }
 
 sockaddr_in udp_address(const std::string &text) {

@@ -27,7 +27,11 @@ public:
     Listener(const Listener &) = delete;
     Listener &operator=(const Listener &) = delete;
 
-    // Removes the socket.
+    // Stops listening and removes the socket. The path stays reserved as long as the object lives, so that the next
+    // daemon does not begin before this one has closed its storage.
+    void stop();
+
+    // Stops, too.
     ~Listener();
 
     [[nodiscard]] int get() const { return socket_.get(); }

@@ -27,6 +27,7 @@ struct StatisticsRow {
 
 constexpr StatisticsRow kStatistics[] = {
     {"connections", &Statistics::connections},
+    {"subscriptions", &Statistics::subscriptions},
     {"accepted", &Statistics::accepted},
     {"refused", &Statistics::refused},
     {"dropped", &Statistics::dropped},

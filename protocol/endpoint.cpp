@@ -17,7 +17,7 @@ namespace {
 constexpr std::int32_t kRingSize = 4 * PACKET_SIZE;
 
 // A larger message's memory is given back once it has been delivered.
-constexpr std::size_t kLargestKept = 16 * PACKET_SIZE;
+constexpr std::size_t kLargestKept = std::size_t{16} * PACKET_SIZE;
 
 std::uint32_t load_word(const std::uint8_t *bytes) {
     return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 | bytes[3];

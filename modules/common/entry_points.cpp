@@ -57,7 +57,8 @@ template <class Body> int with_key(const backend *b, const xkey *key, Body body)
 }
 
 bool is_value(const xdata *value) {
-    return value != nullptr && (value->type != XDATA_STRING || value->value.s.len == 0 || value->value.s.str != nullptr);
+    return value != nullptr &&
+           (value->type != XDATA_STRING || value->value.s.len == 0 || value->value.s.str != nullptr);
 }
 
 // A client must not take a missing folder for a missing value.

@@ -37,8 +37,8 @@ private:
     ValueStore values_;
 };
 
-// A failure with the negative errno value to answer. Thrown by open_store, it is logged, and its value is what all later
-// calls answer.
+// A failure with the negative errno value to answer. Thrown by open_store, it is logged, and its value is what all
+// later calls answer.
 class StoreError : public std::runtime_error {
 public:
     StoreError(int result, const std::string &reason) : std::runtime_error(reason), result_(result) {}

@@ -36,7 +36,7 @@ public:
 private:
     using Group = std::map<std::string, SharedValue, std::less<>>;
 
-    [[nodiscard]] const SharedValue *look_up(std::string_view group, std::string_view name) const;
+    [[nodiscard]] SharedValue look_up(std::string_view group, std::string_view name) const;
     int visit_group(const std::string &name, const Group &group, module_visit_t visit, void *context) const;
 
     const std::string layer_;

@@ -63,8 +63,9 @@ void Checker::check_setting(const ConfigEntry &setting, std::map<std::string, in
     }
     const auto [earlier, is_new] = lines.try_emplace(std::move(entry.name), setting.key_place.line);
     if (!is_new)
-        add(setting.key_place, in_quotes(earlier->first) + " has a value of another type in line " +
-                                   std::to_string(earlier->second), "every name once in its group");
+        add(setting.key_place,
+            in_quotes(earlier->first) + " has a value already, from line " + std::to_string(earlier->second),
+            "every name once in its group");
 }
 
 } // namespace

@@ -45,7 +45,8 @@ DefaultsEntry read_entry(std::string_view key, std::string_view text) {
     }
     if (!valid_key_part(name))
         return wrong(DefaultsEntry::Part::name, in_quotes(name) + " is no name of a value",
-                     "1 to " + std::to_string(kLongestKeyPart) + " bytes of UTF-8 without control characters and \":\"");
+                     "1 to " + std::to_string(kLongestKeyPart) +
+                         " bytes of UTF-8 without control characters and \":\"");
     std::string expected;
     Value value = parse_value(text, type, &expected);
     if (value == nullptr)

@@ -33,7 +33,7 @@ void Changes::remove(std::string_view group, std::string_view name) {
     group_of(group).values.insert_or_assign(std::move(key), nullptr);
 }
 
-void Changes::add_earlier(Changes earlier) {
+void Changes::add_earlier(Changes &&earlier) {
     for (auto &[name, before] : earlier.groups_) {
         const auto found = groups_.find(name);
         if (found == groups_.end())

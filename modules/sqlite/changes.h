@@ -24,7 +24,7 @@ public:
     void remove(std::string_view group, std::string_view name);
 
     // Puts changes that came before these under them.
-    void add_earlier(Changes earlier);
+    void add_earlier(Changes &&earlier);
 
     [[nodiscard]] bool empty() const { return groups_.empty(); }
     [[nodiscard]] const std::map<std::string, Group, std::less<>> &groups() const { return groups_; }

@@ -8,13 +8,9 @@ namespace varnel::modules {
 
 namespace {
 
-// Of an error in input and output, which comes with the system's reason where there is one.
+// Of an error in input and output, which mostly comes with the system's reason.
 int result_of_io(int system_error) {
     switch (system_error) {
-    case ENOSPC:
-    case EDQUOT:
-    case EFBIG:
-        return -ENOSPC;
     case EROFS:
     case EACCES:
     case EPERM:
@@ -75,7 +71,7 @@ void Database::require(int code) const {
     throw StoreError(result_of(code, sqlite3_system_errno(get())), sqlite3_errmsg(get()));
 }
 
-void Database::execute(const std::string &sql) {
+void Database::execute(const std::string &sql) const {
     require(sqlite3_exec(get(), sql.c_str(), nullptr, nullptr, nullptr));
 }
 
@@ -84,7 +80,7 @@ std::string Database::ask(const std::string &sql) {
     return statement.step() ? std::string(statement.bytes(0)) : std::string();
 }
 
-void Database::configure(int option, bool on) {
+void Database::configure(int option, bool on) const {
     require(sqlite3_db_config(get(), option, on ? 1 : 0, nullptr));
 }
 
@@ -121,10 +117,7 @@ bool Statement::step() {
 }
 
 void Statement::run() {
-    struct Reset {
-        sqlite3_stmt *handle;
-        ~Reset() { sqlite3_reset(handle); }
-    } const reset{handle_.get()};
+    const std::unique_ptr<sqlite3_stmt, Resetter> reset(handle_.get());
     while (step()) {
     }
 }

@@ -21,13 +21,13 @@ public:
     [[nodiscard]] sqlite3 *get() const { return handle_.get(); }
 
     // Runs statements and ignores their rows.
-    void execute(const std::string &sql);
+    void execute(const std::string &sql) const;
 
     // Runs one statement and returns the first column of its only row.
     std::string ask(const std::string &sql);
 
     // SQLITE_DBCONFIG_...
-    void configure(int option, bool on);
+    void configure(int option, bool on) const;
 
     // Whether a transaction has begun.
     [[nodiscard]] bool in_transaction() const { return sqlite3_get_autocommit(get()) == 0; }
@@ -65,6 +65,9 @@ public:
 private:
     struct Closer {
         void operator()(sqlite3_stmt *handle) const { sqlite3_finalize(handle); }
+    };
+    struct Resetter {
+        void operator()(sqlite3_stmt *handle) const { sqlite3_reset(handle); }
     };
     Database &database_;
     std::unique_ptr<sqlite3_stmt, Closer> handle_;

@@ -6,10 +6,10 @@
 
 #include <varnel/memory.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <limits>
-#include <optional>
 #include <string>
 
 namespace varnel::modules {
@@ -105,7 +105,7 @@ Value value_of_number(xdata_type type, std::int64_t number) {
 
 Value value_of_bytes(std::string_view bytes) {
     Block<char> copy(static_cast<char *>(xmalloc0(bytes.size() + 1)));
-    std::memcpy(copy.get(), bytes.data(), bytes.size());
+    std::copy(bytes.begin(), bytes.end(), copy.get());
     auto *const value = static_cast<xdata *>(xmalloc0(sizeof(xdata)));
     xdata_set_string(value, copy.release(), static_cast<std::uint32_t>(bytes.size()));
     return Value(value);

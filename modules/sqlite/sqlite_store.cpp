@@ -27,7 +27,7 @@ constexpr int kLogBytes = 1 << 20;
 
 // The names come from the configuration; they are parts of a file's name here.
 std::string file_name(const StoreSettings &names) {
-    const std::string name = names.layer + "." + names.backend + ".sqlite";
+    std::string name = names.layer + "." + names.backend + ".sqlite";
     if (name.find('/') != std::string::npos)
         throw StoreError(-EINVAL, "the file " + in_quotes(name) + " cannot be: names with a / are none for files");
     return name;

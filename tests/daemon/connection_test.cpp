@@ -308,13 +308,17 @@ TEST_F(ConnectionTest, ASubscriberThatTakesNothingLosesEventsAndStays) {
     EXPECT_EQ(packets(), "e5/1.1 ");
 }
 
-TEST_F(ConnectionTest, LargeEventsAreUnderWayFourAtATime) {
+TEST_F(ConnectionTest, EventsDoNotOvertakeALargeOne) {
     send(1, notify_request("volatile"));
-    for (int i = 0; i < 6; ++i)
-        set((text(1500) + std::to_string(i)).c_str());
-    EXPECT_EQ(packets(), "1/1.1 e0/1.1 e1/2.1 e2/4.1 e3/4.1 e4/4.1 ");
+    set(text(1500).c_str());
+    set("small");
+    EXPECT_EQ(packets(), "1/1.1 e0/1.1 e1/2.1 ");
     feed(ack(kFirstEventId + 1, 1));
-    EXPECT_EQ(packets(), "e1/2.2 e5/4.1 ");
+    EXPECT_EQ(packets(), "e1/2.2 e2/2.1 ");
+    set("x");
+    EXPECT_EQ(packets(), "");
+    feed(ack(kFirstEventId + 2, 1));
+    EXPECT_EQ(packets(), "e2/2.2 e3/1.1 ");
 }
 
 // ---- time

@@ -135,9 +135,12 @@ TEST_F(EngineCommit, ReadsOfTheLayerWaitForTheStorage) {
         ids.push_back(send(client(2), read));
     for (const std::uint32_t id : ids)
         EXPECT_EQ(answer(client(2), id), "none");
-    EXPECT_EQ(answer(client(2), send(client(2), get_request("volatile", "net", "port"))),
+    EXPECT_EQ(answer(client(1), send(client(1), get_request("volatile", "net", "port"))),
               "not_found: volatile:net:port is not there"); // another layer need not wait
+    const std::uint32_t behind = send(client(2), set_request("volatile", {{"net", "port", "1"}}));
+    EXPECT_EQ(answer(client(2), behind), "none"); // but a connection's requests keep their order
     engine().commit();
+    EXPECT_EQ(answer(client(2), behind).substr(0, 2), "ok");
     EXPECT_EQ(answer(client(2), ids[0]), "ok 81 user main");
     EXPECT_EQ(answer(client(2), ids[1]), "ok user 0 net '' '' main net port 81 main");
     for (const std::uint32_t id : ids)

@@ -28,8 +28,7 @@ TEST(MemoryModuleSettings, ValuesFillTheStore) {
     layer *const user = get_layer(layers, "user");
 
     const Store store(user->backends[0]);
-    EXPECT_EQ((std::vector<std::string>{"user:network group", "user:network:hostname string device"}),
-              store.listing());
+    EXPECT_EQ((std::vector<std::string>{"user:network group", "user:network:hostname string device"}), store.listing());
 
     layers_free(layers);
     layer_free(user);

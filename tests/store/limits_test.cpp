@@ -1,0 +1,331 @@
+// SPDX-License-Identifier: MIT
+// Every row of the table of limits: reached over the real socket, answered as docs/protocol.md says, with one log line
+// where it ends the connection, while another client is served on.
+#include "daemon.h"
+#include "messages.h"
+
+#include "protocol/limits.h"
+
+#include <cstring>
+#include <functional>
+
+namespace varnel::test {
+
+namespace {
+
+const Message kVersion = message(control_other, "version");
+
+// A daemon with one limit, one client that reaches it, and one that must not notice.
+class Limited : public Daemon {
+public:
+    Limited(const std::string &name, std::uint32_t number) {
+        options = {"--limits", name + "=" + std::to_string(number)};
+        start();
+    }
+
+    // Serves another client by now and, when that is what reaching the limit does, has closed the connection of the
+    // peer with one line.
+    void expect_others_served() {
+        Peer other = Peer::over_unix(socket);
+        EXPECT_EQ(status_of(other.ask(1, kVersion)), Status::ok);
+    }
+    void expect_closed(Peer &peer, const std::string &why) {
+        EXPECT_TRUE(peer.is_closed());
+        EXPECT_TRUE(logs("closed: " + why)) << why;
+        EXPECT_EQ(log_lines("closed: "), 1U);
+        expect_others_served();
+    }
+    void expect_alive(Peer &peer, std::uint32_t id) {
+        EXPECT_EQ(status_of(peer.ask(id, kVersion)), Status::ok);
+        EXPECT_EQ(log_lines("closed: "), 0U);
+        expect_others_served();
+    }
+};
+
+void reach_clients() {
+    Limited daemon("clients", 2);
+    Peer first = Peer::over_unix(daemon.socket);
+    Peer second = Peer::over_unix(daemon.socket);
+    EXPECT_EQ(status_of(first.ask(1, kVersion)), Status::ok);
+    EXPECT_EQ(status_of(second.ask(1, kVersion)), Status::ok);
+    for (int i = 0; i < 5; ++i) {
+        Peer third = Peer::over_unix(daemon.socket);
+        EXPECT_TRUE(third.is_closed());
+    }
+    EXPECT_TRUE(daemon.logs("connection refused (1 since the last line): 2 connections are the limit"));
+    EXPECT_LE(daemon.log_lines("refused"), 2U); // one a second
+    EXPECT_EQ(status_of(first.ask(2, kVersion)), Status::ok);
+}
+
+void reach_message_bytes() {
+    Limited daemon("message_bytes", 2048);
+    Peer peer = Peer::over_unix(daemon.socket);
+    const auto of_size = [](std::size_t bytes) {
+        Message set = set_message("volatile", "g", "a", long_text(1));
+        return set_message("volatile", "g", "a", long_text(1 + bytes - set.bytes()));
+    };
+    EXPECT_EQ(status_of(peer.ask(1, of_size(2048))), Status::ok);
+    EXPECT_EQ(status_of(peer.ask(2, of_size(2049))), Status::too_large);
+    daemon.expect_alive(peer, 3);
+}
+
+void reach_packets() {
+    Limited daemon("packets", 3);
+    Peer peer = Peer::over_unix(daemon.socket);
+    EXPECT_EQ(status_of(peer.ask(1, set_message("volatile", "g", "a", long_text(2500)))), Status::ok);
+    ASSERT_TRUE(peer.send(encode({2, 4, 1, Bytes(1002, 'x')})));
+    daemon.expect_closed(peer, "it sent a message of 4 packets, which is over the limit");
+}
+
+void reach_unfinished() {
+    Limited daemon("unfinished", 2);
+    Peer peer = Peer::over_unix(daemon.socket);
+    for (std::uint32_t id = 1; id <= 2; ++id) {
+        ASSERT_TRUE(peer.send(encode({id, 2, 1, Bytes(1002, 'x')})));
+        ASSERT_TRUE(peer.receive());
+    }
+    ASSERT_TRUE(peer.send(encode({3, 2, 1, Bytes(1002, 'x')})));
+    daemon.expect_closed(peer, "it sent more unfinished messages than the limit of 2");
+}
+
+void reach_parameters() {
+    Limited daemon("parameters", 16);
+    Peer peer = Peer::over_unix(daemon.socket);
+    Message set = message(control_set, "volatile", kInMemory, kNoFlags);
+    for (std::uint32_t i = 0; i < 4; ++i)
+        set.add("g").add(std::to_string(i)).add(i);
+    EXPECT_EQ(status_of(peer.ask(1, set)), Status::ok);
+    set.add("g").add("5").add(std::uint32_t{5});
+    EXPECT_EQ(status_of(peer.ask(2, set)), Status::too_large);
+    daemon.expect_alive(peer, 3);
+}
+
+void reach_value_bytes() {
+    Limited daemon("value_bytes", 64);
+    Peer peer = Peer::over_unix(daemon.socket);
+    EXPECT_EQ(status_of(peer.ask(1, set_message("volatile", "g", "a", long_text(64)))), Status::ok);
+    EXPECT_EQ(status_of(peer.ask(2, set_message("volatile", "g", "a", long_text(65)))), Status::too_large);
+    daemon.expect_alive(peer, 3);
+}
+
+// Asks for a value of several packets again and again, and acknowledges none of them.
+void take_no_answers(Limited &daemon, std::size_t value_bytes) {
+    Peer peer = Peer::over_unix(daemon.socket);
+    EXPECT_EQ(status_of(peer.ask(1, set_message("volatile", "g", "a", long_text(value_bytes)))), Status::ok);
+    for (std::uint32_t id = 2; id < 40; ++id)
+        peer.send(encode(packet_of(id, get_message("volatile", "g", "a").encode(), 1)));
+    daemon.expect_closed(peer, "it does not take its answers");
+}
+
+void reach_queue_bytes() {
+    Limited daemon("queue_bytes", 4096);
+    take_no_answers(daemon, 3000);
+}
+
+void reach_queue_messages() {
+    Limited daemon("queue_messages", 2);
+    take_no_answers(daemon, 1100);
+}
+
+// One event of two packets is under way; one waits, and the others are lost.
+void reach_events() {
+    Limited daemon("events", 1);
+    Peer watcher = Peer::over_unix(daemon.socket);
+    watcher.ask(1, message(control_notify, "volatile", "g", "a", protocol::kFromNow));
+    Peer writer = Peer::over_unix(daemon.socket);
+    for (std::uint32_t id = 1; id <= 10; ++id)
+        EXPECT_EQ(status_of(writer.ask(id, set_message("volatile", "g", "a", long_text(1000 + id)))), Status::ok);
+    const Packet first = watcher.receive().value();
+    ASSERT_TRUE(watcher.send(acknowledgement(first.id, 1)));
+    EXPECT_EQ(watcher.receive().value().index, 2U);
+    EXPECT_EQ(watcher.receive_message().uint64(0), 3U);
+    EXPECT_EQ(texts_of(watcher.receive_message()), "11 16 - - - - -");
+    daemon.expect_alive(watcher, 2);
+}
+
+void reach_subscriptions() {
+    Limited daemon("subscriptions", 1);
+    Peer peer = Peer::over_unix(daemon.socket);
+    const auto notify = [&](std::uint32_t id, const char *group) {
+        return status_of(peer.ask(id, message(control_notify, "volatile", group, "", protocol::kFromNow)));
+    };
+    EXPECT_EQ(notify(1, "g"), Status::ok);
+    EXPECT_EQ(notify(2, "g"), Status::ok);
+    EXPECT_EQ(notify(3, "h"), Status::too_many);
+    daemon.expect_alive(peer, 4);
+}
+
+void reach_locks() {
+    Limited daemon("locks", 1);
+    Peer peer = Peer::over_unix(daemon.socket);
+    const auto lock = [&](std::uint32_t id, const char *group) {
+        return status_of(peer.ask(id, message(control_trylock, "volatile", group, "")));
+    };
+    EXPECT_EQ(lock(1, "g"), Status::ok);
+    EXPECT_EQ(lock(2, "g"), Status::ok);
+    EXPECT_EQ(lock(3, "h"), Status::too_many);
+    daemon.expect_alive(peer, 4);
+}
+
+void reach_lock_wait() {
+    Limited daemon("lock_wait", 10);
+    Peer holder = Peer::over_unix(daemon.socket);
+    EXPECT_EQ(status_of(holder.ask(1, message(control_trylock, "volatile", "g", ""))), Status::ok);
+    Peer peer = Peer::over_unix(daemon.socket);
+    const auto lock = [&](std::uint32_t id, std::uint32_t wait) {
+        return status_of(peer.ask(id, message(control_lock, "volatile", "g", "", wait)));
+    };
+    EXPECT_EQ(lock(1, 10), Status::timed_out);
+    EXPECT_EQ(lock(2, 11), Status::too_large);
+    daemon.expect_alive(peer, 3);
+}
+
+void reach_staged_bytes() {
+    Limited daemon("staged_bytes", 1024);
+    Peer peer = Peer::over_unix(daemon.socket);
+    const auto part = [&](std::uint32_t id, std::uint32_t flags) {
+        return status_of(
+            peer.ask(id, message(control_set, "volatile", kInMemory, flags, "g", std::to_string(id), long_text(400))));
+    };
+    EXPECT_EQ(part(1, protocol::kWriteMore), Status::ok);
+    EXPECT_EQ(part(2, protocol::kWriteMore), Status::ok);
+    EXPECT_EQ(part(3, protocol::kWriteMore), Status::too_large); // all three are dropped
+    EXPECT_EQ(part(4, kNoFlags), Status::ok);
+    EXPECT_EQ(texts_of(peer.ask(5, message(control_list_keys, "volatile", "g", "", ""))), "0 volatile 0 g - g 4");
+    daemon.expect_alive(peer, 6);
+}
+
+// What is remembered after so many changes of a value of so many bytes: whether there was more, and the rows.
+std::pair<std::uint32_t, std::size_t> remembered(Limited &daemon, std::uint32_t changes, std::size_t value_bytes) {
+    Peer peer = Peer::over_unix(daemon.socket);
+    for (std::uint32_t id = 1; id <= changes; ++id)
+        EXPECT_EQ(status_of(peer.ask(id, set_message("volatile", "g", "a", long_text(value_bytes + id)))), Status::ok);
+    std::uint64_t from = 0;
+    std::size_t rows = 0;
+    std::uint32_t lost = 2;
+    for (std::uint32_t id = changes + 1, more = 1; more != 0; ++id) {
+        const Received answer = peer.ask(id, message(control_changed, "volatile", "", "", from));
+        lost = lost == 2 ? answer.uint32(3) : lost;
+        more = answer.uint32(4);
+        rows += (answer.size() - 5) / 7;
+        from = answer.uint64(answer.size() - 7);
+    }
+    daemon.expect_alive(peer, 100000);
+    return {lost, rows};
+}
+
+void reach_history_events() {
+    Limited daemon("history_events", 16);
+    EXPECT_EQ(remembered(daemon, 15, 10), std::pair(0U, std::size_t{16})); // the group is one of them
+    EXPECT_EQ(remembered(daemon, 16, 100), std::pair(1U, std::size_t{16}));
+}
+
+void reach_history_bytes() {
+    Limited daemon("history_bytes", 262144);
+    EXPECT_EQ(remembered(daemon, 2, 60000), std::pair(0U, std::size_t{3}));
+    EXPECT_EQ(remembered(daemon, 8, 50000), std::pair(1U, std::size_t{2})); // each has the old value, too
+}
+
+void reach_idle() {
+    Limited daemon("idle", 1);
+    Peer silent = Peer::over_unix(daemon.socket);
+    Peer subscriber = Peer::over_unix(daemon.socket);
+    subscriber.ask(1, message(control_notify, "volatile", "", "", protocol::kFromNow));
+    Peer holder = Peer::over_unix(daemon.socket);
+    holder.ask(1, message(control_trylock, "volatile", "g", ""));
+    daemon.expect_closed(silent, "it has been silent for 1 s");
+    EXPECT_EQ(status_of(subscriber.ask(2, kVersion)), Status::ok);
+    EXPECT_EQ(status_of(holder.ask(2, kVersion)), Status::ok);
+}
+
+void reach_stall() {
+    Limited daemon("stall", 1);
+    Peer peer = Peer::over_unix(daemon.socket);
+    ASSERT_TRUE(peer.send(encode({1, 2, 1, Bytes(1002, 'x')})));
+    daemon.expect_closed(peer, "a message has stopped half way for 1 s");
+}
+
+void reach_rate() {
+    constexpr std::uint32_t kRate = 10;
+    Limited daemon("rate", kRate);
+    Peer peer = Peer::over_unix(daemon.socket);
+    std::uint32_t id = 0;
+    std::uint32_t passed = 0;
+    while (status_of(peer.ask(++id, kVersion)) == Status::ok && id < 1000)
+        ++passed;
+    EXPECT_GE(passed, kRate);
+    EXPECT_LT(passed, 999U);
+    EXPECT_TRUE(eventually([&] { return status_of(peer.ask(++id, kVersion)) == Status::ok; }));
+    daemon.expect_others_served();
+    EXPECT_EQ(daemon.log_lines("closed: "), 0U);
+}
+
+const struct {
+    const char *name;
+    void (*reach)();
+} kCases[] = {
+    {"clients", reach_clients},
+    {"message_bytes", reach_message_bytes},
+    {"packets", reach_packets},
+    {"unfinished", reach_unfinished},
+    {"parameters", reach_parameters},
+    {"value_bytes", reach_value_bytes},
+    {"queue_bytes", reach_queue_bytes},
+    {"queue_messages", reach_queue_messages},
+    {"events", reach_events},
+    {"subscriptions", reach_subscriptions},
+    {"locks", reach_locks},
+    {"lock_wait", reach_lock_wait},
+    {"staged_bytes", reach_staged_bytes},
+    {"history_events", reach_history_events},
+    {"history_bytes", reach_history_bytes},
+    {"idle", reach_idle},
+    {"stall", reach_stall},
+    {"rate", reach_rate},
+};
+
+class LimitRows : public testing::TestWithParam<std::size_t> {};
+
+TEST_P(LimitRows, IsReached) {
+    ASSERT_LT(GetParam(), std::size(kCases));
+    ASSERT_STREQ(kCases[GetParam()].name, protocol::kLimits[GetParam()].name);
+    kCases[GetParam()].reach();
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, LimitRows, testing::Range(std::size_t{0}, std::size(protocol::kLimits)),
+                         [](const testing::TestParamInfo<std::size_t> &row) {
+                             return protocol::kLimits[row.param].name;
+                         });
+
+// Beside the rows above: other ways to stop half way.
+TEST(Stall, EndsAPacketThatStopsHalfWay) {
+    Limited daemon("stall", 1);
+    Peer peer = Peer::over_unix(daemon.socket);
+    ASSERT_TRUE(peer.send(Bytes{'V', 'A', 'R'}));
+    daemon.expect_closed(peer, "a message has stopped half way for 1 s");
+}
+
+TEST(Stall, EndsAnAnswerThatIsNotTaken) {
+    Limited daemon("stall", 1);
+    Peer peer = Peer::over_unix(daemon.socket);
+    peer.ask(1, set_message("volatile", "g", "a", long_text(3000)));
+    peer.send_message(2, get_message("volatile", "g", "a").encode());
+    daemon.expect_closed(peer, "a message has stopped half way for 1 s");
+}
+
+TEST(Stall, IsNoMatterForEvents) {
+    Daemon daemon;
+    daemon.options = {"--limits", "stall=1,idle=1"};
+    daemon.start();
+    Peer watcher = Peer::over_unix(daemon.socket);
+    watcher.ask(1, message(control_notify, "volatile", "g", "a", protocol::kFromNow));
+    Peer writer = Peer::over_unix(daemon.socket);
+    writer.ask(1, set_message("volatile", "g", "a", long_text(3000)));
+    EXPECT_TRUE(writer.is_closed()); // idle: the watcher could have stalled meanwhile
+    const Received event = watcher.receive_message();
+    EXPECT_EQ(event.at(6).value.s.len, 3000U);
+}
+
+} // namespace
+
+} // namespace varnel::test

@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+// The daemon over datagrams.
+#include "daemon.h"
+#include "messages.h"
+
+#include "conversation/requests.h"
+
+#include <random>
+#include <stdexcept>
+
+namespace varnel::test {
+
+namespace {
+
+constexpr std::uint16_t kPortNobodyIsHeardFrom = 40001;
+
+// On a port of loopback that is free.
+class UdpDaemon : public Daemon {
+public:
+    UdpDaemon() {
+        std::mt19937 random(std::random_device{}());
+        for (int attempt = 0;; ++attempt) {
+            port = static_cast<std::uint16_t>(1024 + random() % 18000);
+            options = {"--udp", std::to_string(port)};
+            try {
+                start();
+                break;
+            } catch (const std::runtime_error &) {
+                if (attempt == 20)
+                    throw;
+            }
+        }
+    }
+    [[nodiscard]] std::uint64_t statistic(const std::string &name) const {
+        const auto conversation = connect();
+        for (const auto &[each, number] : conversation::statistics(*conversation)) {
+            if (each == name)
+                return number;
+        }
+        throw std::runtime_error("there is no statistic " + name);
+    }
+    std::uint16_t port;
+};
+
+TEST(Udp, SetsAndGets) {
+    UdpDaemon daemon;
+    const auto conversation = conversation::Conversation::over_udp("127.0.0.1", daemon.port, kPatience);
+    const Value value = make_string("over datagrams");
+    conversation::set(*conversation, {"user", kInFile, kNoFlags}, {{"g", "a", value.get()}});
+    EXPECT_EQ(print_value(*conversation::get(*conversation, {"user", "g", "a"}).value), "over datagrams");
+    EXPECT_EQ(daemon.control({"get", "g:a"}).out, "over datagrams\n");
+}
+
+TEST(Udp, CarriesALargeValue) {
+    UdpDaemon daemon;
+    const std::string text(60000, 'u');
+    const std::string address = "127.0.0.1:" + std::to_string(daemon.port);
+    const Outcome set = run_control({"--udp", address, "set", "g:a", "-"}, text);
+    EXPECT_EQ(set.code, 0) << set.err;
+    const Outcome get = run_control({"--udp", address, "get", "g:a"});
+    EXPECT_EQ(get.code, 0) << get.err;
+    EXPECT_EQ(get.out, text + "\n");
+}
+
+TEST(Udp, BringsEvents) {
+    UdpDaemon daemon;
+    Peer watcher = Peer::over_udp(daemon.port);
+    watcher.ask(1, message(control_notify, "volatile", "g", "a", protocol::kFromNow));
+    EXPECT_EQ(daemon.control({"set", "volatile:g:a", "1"}).code, 0);
+    EXPECT_EQ(texts_of(watcher.receive_message(), 1), "2 volatile g a - 1");
+}
+
+TEST(Udp, KeepsLocksOfAPeer) {
+    UdpDaemon daemon;
+    Peer first = Peer::over_udp(daemon.port);
+    Peer second = Peer::over_udp(daemon.port);
+    EXPECT_EQ(status_of(first.ask(1, message(control_trylock, "volatile", "g", ""))), Status::ok);
+    EXPECT_EQ(status_of(second.ask(1, message(control_trylock, "volatile", "g", ""))), Status::busy);
+    EXPECT_EQ(status_of(first.ask(2, message(control_unlock, "volatile", "g", ""))), Status::ok);
+    EXPECT_EQ(status_of(second.ask(2, message(control_trylock, "volatile", "g", ""))), Status::ok);
+    EXPECT_NE(daemon.control({"explain", "volatile:g:a"}).out.find("(UDP 127.0.0.1:"), std::string::npos);
+}
+
+TEST(Udp, HearsNobodyWithAPortAbove32767) {
+    UdpDaemon daemon;
+    Peer below = Peer::over_udp(daemon.port);
+    below.ask(1, message(control_other, "version"));
+    const std::uint64_t accepted = daemon.statistic("accepted"); // this one and that peer
+    Peer above = Peer::over_udp(daemon.port, kPortNobodyIsHeardFrom);
+    ASSERT_TRUE(above.send(encode(packet_of(1, set_message("volatile", "g", "a", make_int32(1)).encode(), 1))));
+    // Datagrams are handled in the order in which they come: once this one is answered, the other has been looked at.
+    EXPECT_EQ(status_of(below.ask(2, get_message("volatile", "g", "a"))), Status::not_found);
+    EXPECT_EQ(daemon.statistic("accepted"), accepted + 1); // asking for it
+}
+
+TEST(Udp, GarbageMakesNoPeer) {
+    UdpDaemon daemon;
+    Peer good = Peer::over_udp(daemon.port);
+    good.ask(1, message(control_other, "version"));
+    const std::uint64_t accepted = daemon.statistic("accepted");
+    Peer bad = Peer::over_udp(daemon.port);
+    std::mt19937 random(1);
+    for (std::size_t size = 1; size < 1200; size += 7) {
+        Bytes bytes(size);
+        for (std::uint8_t &byte : bytes)
+            byte = static_cast<std::uint8_t>(random());
+        ASSERT_TRUE(bad.send(bytes));
+        EXPECT_EQ(status_of(good.ask(static_cast<std::uint32_t>(size + 1), message(control_other, "version"))),
+                  Status::ok);
+    }
+    EXPECT_EQ(daemon.statistic("accepted"), accepted + 1);
+    EXPECT_EQ(daemon.log_lines("closed:"), 0U);
+}
+
+TEST(Udp, BrokenDatagramsOfAPeerDoNotSpoilTheNext) {
+    UdpDaemon daemon;
+    Peer peer = Peer::over_udp(daemon.port);
+    const Bytes whole = encode(packet_of(7, message(control_other, "version").encode(), 1));
+    for (std::size_t size = 1; size < whole.size(); ++size)
+        ASSERT_TRUE(peer.send(Bytes(whole.data(), whole.data() + size)));
+    Bytes too_long = whole;
+    too_long.resize(1025);
+    ASSERT_TRUE(peer.send(too_long));
+    EXPECT_EQ(status_of(peer.ask(8, message(control_other, "version"))), Status::ok);
+}
+
+TEST(Udp, IsOffUnlessAskedFor) {
+    UdpDaemon daemon;
+    daemon.stop();
+    daemon.options = {};
+    daemon.start();
+    Peer peer = Peer::over_udp(daemon.port);
+    peer.send(encode(packet_of(1, message(control_other, "version").encode(), 1)));
+    EXPECT_FALSE(peer.receive()); // the system says that nobody listens
+}
+
+TEST(Udp, AddressThatIsTakenIsAStartError) {
+    UdpDaemon first;
+    Daemon second;
+    second.options = {"--udp", std::to_string(first.port)};
+    const Outcome outcome = second.run_to_its_end();
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_NE(outcome.err.find("cannot bind UDP"), std::string::npos) << outcome.err;
+}
+
+} // namespace
+
+} // namespace varnel::test
