@@ -111,7 +111,7 @@ private:
     Reply status_of_key(const Request &request);
     Reply write_rows(const Request &request, bool with_values);
     Reply do_write(const Request &request, ChangeSet changes, std::uint32_t durability);
-    bool stage(const Request &request, const LayerStore &layer, std::vector<WriteRow> &rows, bool more);
+    bool stage(const Request &request, const LayerStore &layer, std::vector<WriteRow> &rows, bool more) const;
     void respect_locks(const Request &request, const LayerStore &layer, const std::vector<WriteRow> &rows) const;
     Reply page_of(const Request &request, bool values);
     [[nodiscard]] Scope scope_of(const Request &request) const;

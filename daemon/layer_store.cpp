@@ -14,10 +14,7 @@ namespace {
 
 using RowKey = std::pair<std::string, std::string>;
 
-struct Entry {
-    Value value;
-    const BackendAccess *backend;
-};
+using Entry = std::pair<Value, const BackendAccess *>;
 using Entries = std::map<RowKey, Entry>;
 
 // Bytes of a row in an answer: four parameters with their headers and zero bytes.
@@ -70,13 +67,13 @@ private:
 void fill(Page &page, Entries &entries, const std::optional<RowKey> &end, const PageRequest &request) {
     std::size_t bytes = 0;
     for (auto &[key, entry] : entries) {
-        bytes += size_of_row(key.first, key.second, entry.value.get());
+        bytes += size_of_row(key.first, key.second, entry.first.get());
         const bool fits = page.rows.empty() || (page.rows.size() < request.most_rows && bytes <= request.most_bytes);
         if (!fits || (end && key > *end)) {
             page.more = true;
             return;
         }
-        page.rows.push_back({key.first, key.second, std::move(entry.value), entry.backend});
+        page.rows.push_back({key.first, key.second, std::move(entry.first), entry.second});
     }
     page.more = end.has_value();
 }

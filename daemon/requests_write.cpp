@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <numeric>
 #include <set>
 #include <utility>
 
@@ -21,9 +22,8 @@ template <class Step> void do_step(ChangeSet &changes, const std::string &what, 
     if (result == 0)
         return;
     const BackendAccess &failed = changes.failed() != nullptr ? *changes.failed() : changes.writer();
-    const std::string name = failed.name();
-    changes.undo();
-    throw refusal_of(result, name, what);
+    changes.undo(); // the backend outlives the changes
+    throw refusal_of(result, failed.name(), what);
 }
 
 std::string words_of(const LayerStore &layer, const std::string &group, const std::string &name) {
@@ -54,11 +54,10 @@ std::vector<WriteRow> rows_of(const Request &request, bool with_values, std::uin
 }
 
 std::size_t bytes_of(const std::vector<WriteRow> &rows) {
-    std::size_t bytes = 0;
-    for (const WriteRow &row : rows)
-        bytes += sizeof row + row.group.size() + row.name.size() +
-                 (row.value != nullptr ? protocol::encoded_size(*row.value) : 0);
-    return bytes;
+    return std::accumulate(rows.begin(), rows.end(), std::size_t{0}, [](std::size_t bytes, const WriteRow &row) {
+        return bytes + sizeof row + row.group.size() + row.name.size() +
+               (row.value != nullptr ? protocol::encoded_size(*row.value) : 0);
+    });
 }
 
 std::uint32_t flags_of(const Request &request, bool with_values) {
@@ -102,7 +101,7 @@ Reply Engine::create_group(const Request &request) {
     expect_count(request, 3);
     const std::string group = key_part(request, 1);
     const std::uint32_t durability = durability_at(request, 2);
-    LayerStore &layer = writable_layer(request);
+    const LayerStore &layer = writable_layer(request);
     ChangeSet changes(layer);
     do_step(changes, words_of(layer, group, ""), [&] { return changes.create_group(group); });
     return do_write(request, std::move(changes), durability);
@@ -112,7 +111,7 @@ Reply Engine::remove_group(const Request &request) {
     expect_count(request, 3);
     const std::string group = key_part(request, 1);
     const std::uint32_t durability = durability_at(request, 2);
-    LayerStore &layer = writable_layer(request);
+    const LayerStore &layer = writable_layer(request);
     ChangeSet changes(layer);
     do_step(changes, words_of(layer, group, ""), [&] { return changes.remove_group(group); });
     return do_write(request, std::move(changes), durability);
@@ -127,7 +126,7 @@ Reply Engine::unset(const Request &request) {
 }
 
 // Adds the rows to what the connection has sent before, and keeps all of them when more are to come. True then.
-bool Engine::stage(const Request &request, const LayerStore &layer, std::vector<WriteRow> &rows, bool more) {
+bool Engine::stage(const Request &request, const LayerStore &layer, std::vector<WriteRow> &rows, bool more) const {
     std::optional<StagedWrite> &staged = request.session.staged;
     if (!more && !staged)
         return false;
@@ -162,7 +161,7 @@ Reply Engine::write_rows(const Request &request, bool with_values) {
     std::vector<WriteRow> rows = rows_of(request, with_values, limits_[Limit::value_bytes]);
     const std::uint32_t durability = durability_at(request, 1);
     const std::uint32_t flags = flags_of(request, with_values);
-    LayerStore &layer = writable_layer(request);
+    const LayerStore &layer = writable_layer(request);
     ChangeSet changes(layer);
     if (stage(request, layer, rows, (flags & protocol::kWriteMore) != 0))
         return write_answer(request.code(), changes, DURABILITY_MEMORY, 0);

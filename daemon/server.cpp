@@ -164,7 +164,7 @@ void Server::receive_datagrams() {
 
 // ---- leaving
 
-void Server::leave(Connection &connection) {
+void Server::leave(const Connection &connection) {
     leaving_.push_back(connection.number());
 }
 
@@ -259,7 +259,7 @@ void Server::begin_end() {
 void Server::end_when_drained() {
     end_of_turn();
     bool drained = true;
-    for_each([&drained](Connection &connection) { drained = drained && connection.is_drained(); });
+    for_each([&drained](const Connection &connection) { drained = drained && connection.is_drained(); });
     if (!drained && now() < end_deadline_)
         return;
     close_everything();

@@ -81,7 +81,7 @@ public:
     void doom(Connection &connection, const std::string &why) override;
 
     // The client has gone; the connection is closed at the end of the turn.
-    void leave(Connection &connection);
+    void leave(const Connection &connection);
 
     [[nodiscard]] uv_loop_t &loop() { return loop_; }
     [[nodiscard]] std::uint64_t now() const { return uv_now(&loop_); }

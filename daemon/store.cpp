@@ -26,11 +26,11 @@ void release(hashmap *layers, hashmap *backends) {
 
 Store::Store(const xdictionary *config, const std::string &directory) {
     const xdictionary *const backends = confparser_getdic(config, "backends");
-    const xdictionary *const layers = confparser_getdic(config, "layers");
-    if (backends == nullptr || layers == nullptr)
+    const xdictionary *const layer_groups = confparser_getdic(config, "layers");
+    if (backends == nullptr || layer_groups == nullptr)
         throw std::runtime_error(R"(the configuration has no group "backends" or no group "layers")");
     backend_map_ = backends_init(backends, directory.c_str());
-    layer_map_ = layers_init(backend_map_, layers);
+    layer_map_ = layers_init(backend_map_, layer_groups);
     try {
         add_layers();
     } catch (...) {

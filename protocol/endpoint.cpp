@@ -111,7 +111,8 @@ void Endpoint::parse(const Header &header) {
     const std::int32_t before = waiting();
     const std::int32_t length = parse_circle_data(record_.get(), &id, &data);
     const Block<std::uint8_t> owner(data);
-    if (length < 0 || waiting() >= before)
+    const std::int32_t consumed = before - circle_buf_data_len(record_->recv_buf);
+    if (length < 0 || consumed <= 0)
         throw Malformed("a packet that cannot be handled");
     if (length == 0)
         return;

@@ -3,6 +3,7 @@
 
 #include <varnel/memory.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -119,9 +120,9 @@ Message &Message::add(std::uint64_t number) {
 
 Encoded Message::encode_block() const {
     std::pmr::vector<void *> items(&parameters_->memory);
-    items.reserve(size());
-    for (xdata &record : parameters_->records)
-        items.push_back(&record);
+    items.resize(size());
+    std::transform(parameters_->records.begin(), parameters_->records.end(), items.begin(),
+                   [](xdata &record) { return &record; });
     const xarray array{items.data(), static_cast<std::uint16_t>(items.size())};
     std::uint8_t *buffer = nullptr;
     const std::uint32_t length = xserialize_message(&buffer, code_, &array);
@@ -146,9 +147,9 @@ void Received::RecordsDeleter::operator()(xdata *records) const {
 }
 
 Received::Received(Bytes &bytes) {
-    const auto size = static_cast<std::uint32_t>(bytes.size());
-    if (get_xmessage_size(bytes.data(), size) != size)
-        throw Malformed("a message of " + std::to_string(size) + " bytes announces another length");
+    const auto length = static_cast<std::uint32_t>(bytes.size());
+    if (get_xmessage_size(bytes.data(), length) != length)
+        throw Malformed("a message of " + std::to_string(length) + " bytes announces another length");
     bytes.resize(bytes.size() + kSpareBytes);
     xdata *records = nullptr;
     const std::int32_t count =
