@@ -66,7 +66,8 @@ Bytes operator+(Bytes a, const Bytes &b) {
 std::vector<Header> headers_of(const Bytes &bytes) {
     std::vector<Header> headers;
     for (std::size_t position = 0; position < bytes.size();) {
-        if (!std::equal(PACKET_MAGIC, PACKET_MAGIC + PACKET_MAGIC_SIZE, bytes.begin() + static_cast<long>(position)))
+        if (!std::equal(&PACKET_MAGIC[0], &PACKET_MAGIC[PACKET_MAGIC_SIZE],
+                        bytes.begin() + static_cast<long>(position)))
             throw std::runtime_error("no packet at byte " + std::to_string(position));
         headers.push_back({word_at(bytes, position + 6), word_at(bytes, position + 10), word_at(bytes, position + 14),
                            word_at(bytes, position + 18)});
