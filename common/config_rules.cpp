@@ -3,6 +3,7 @@
 
 #include "common/number_text.h"
 #include "common/setting_text.h"
+#include "common/setting_words.h"
 
 #include <sys/un.h>
 
@@ -46,23 +47,12 @@ bool is_flush_interval(std::string_view text) {
     return parse_count(text, kLeastFlush, kMostFlush).has_value();
 }
 
-bool is_one_of(std::string_view text, std::span<const std::string_view> words) {
-    return std::find(words.begin(), words.end(), text) != words.end();
+template <const WordSetting &setting> bool is_word(std::string_view text) {
+    return is_word_of(setting, text);
 }
 
-bool is_durability(std::string_view text) {
-    constexpr std::string_view kWords[] = {"memory", "file", "folder"};
-    return is_one_of(text, kWords);
-}
-
-bool is_journal(std::string_view text) {
-    constexpr std::string_view kWords[] = {"wal", "delete", "truncate", "persist"};
-    return is_one_of(text, kWords);
-}
-
-bool is_sync(std::string_view text) {
-    constexpr std::string_view kWords[] = {"full", "extra", "normal", "off"};
-    return is_one_of(text, kWords);
+template <const WordSetting &setting> constexpr SettingRule rule_of(bool fatal) {
+    return {setting.name, is_word<setting>, setting.expected, fatal};
 }
 
 // As confparser_getint reads: in base 0, where a leading zero means octal.
@@ -97,7 +87,7 @@ constexpr SettingRule kDaemonRules[] = {
 static_assert(sizeof(sockaddr_un::sun_path) == 108);
 
 constexpr SettingRule kLayerRules[] = {
-    {"durability", is_durability, "memory, file or folder", true},
+    rule_of<kDurability>(true),
     {"readonly", is_boolean, kYesOrNo, false},
 };
 
@@ -110,8 +100,8 @@ constexpr SettingRule kBackendRules[] = {
 // A module that cannot make sense of a setting refuses every request; the daemon starts all the same.
 constexpr SettingRule kSqliteRules[] = {
     {"folder", is_path, kPath, false},
-    {"journal", is_journal, "wal, delete, truncate or persist", false},
-    {"sync", is_sync, "full, extra, normal or off", false},
+    rule_of<kSqliteJournal>(false),
+    rule_of<kSqliteSync>(false),
 };
 
 constexpr SettingRule kDefaultsRules[] = {

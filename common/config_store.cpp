@@ -4,6 +4,7 @@
 #include "common/config_daemon.h"
 #include "common/config_report.h"
 #include "common/config_rules.h"
+#include "common/key_text.h"
 #include "common/nearest_name.h"
 #include "common/text.h"
 
@@ -34,6 +35,7 @@ private:
     void check_functions(const ConfigEntry &entry);
     void check_default(const ConfigGroup &layers);
     void check_layer(const ConfigEntry &entry);
+    void check_layer_name(const ConfigEntry &entry);
     void check_reference(const ConfigEntry &layer, const ConfigEntry &entry);
     bool never_writes(const ConfigEntry &reference);
     void check_writable(const ConfigEntry &layer);
@@ -167,12 +169,21 @@ void StoreChecker::check_default(const ConfigGroup &layers) {
                       expected_names(entry->value, names));
 }
 
+// No key could name another one, and modules make names of files of it.
+void StoreChecker::check_layer_name(const ConfigEntry &entry) {
+    if (!valid_key_part(entry.key) || entry.key.find('/') != std::string::npos)
+        report_.error(entry.key_place, in_quotes(entry.key) + " cannot be the name of a layer",
+                      "1 to " + std::to_string(kLongestKeyPart) +
+                          " bytes of UTF-8 without ':', '/' and control characters");
+}
+
 void StoreChecker::check_layer(const ConfigEntry &entry) {
     if (!entry.is_group()) {
         if (entry.key != kDefault)
             report_.warn(entry.key_place, in_quotes(entry.key) + " is no layer and not looked at", entry.key + " = {");
         return;
     }
+    check_layer_name(entry);
     const ConfigGroup &layer = report_.group_of(entry);
     if (layer.entries().empty()) {
         report_.error(entry.key_place, "the layer " + in_quotes(entry.key) + " has no backends",

@@ -19,16 +19,6 @@ bool is_forbidden(char c) {
     return c == ':' || byte < 0x20 || byte == 0x7f;
 }
 
-bool is_utf8(std::string_view text) {
-    while (!text.empty()) {
-        const std::size_t length = utf8_length(text);
-        if (length == 0)
-            return false;
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
 std::vector<std::string_view> split(std::string_view text) {
     std::vector<std::string_view> parts;
     for (std::size_t colon = text.find(':'); colon != std::string_view::npos; colon = text.find(':')) {

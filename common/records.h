@@ -18,6 +18,9 @@ struct XdataDeleter {
 };
 using Value = std::unique_ptr<xdata, XdataDeleter>;
 
+// A value that several hold, and nobody changes.
+using SharedValue = std::shared_ptr<const xdata>;
+
 struct XkeyDeleter {
     void operator()(xkey *key) const { xkey_free(key); }
 };

@@ -78,6 +78,16 @@ std::size_t utf8_length(std::string_view text) {
     return found != std::end(kForms) ? found->length : 0;
 }
 
+bool is_utf8(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t length = utf8_length(text);
+        if (length == 0)
+            return false;
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
 std::string escaped(std::string_view text) {
     std::string result;
     while (!text.empty())

@@ -11,6 +11,9 @@ namespace varnel {
 // Bytes of the UTF-8 character (RFC 3629) that text starts with; 0 when it starts with none.
 std::size_t utf8_length(std::string_view text);
 
+// Whether all of text is UTF-8.
+bool is_utf8(std::string_view text);
+
 // The text with what is no valid UTF-8, and the control characters (0x00 to 0x1f, 0x7f, U+0080 to U+009f), as \xNN,
 // byte by byte: safe to show in a terminal, on one line. A backslash is doubled.
 std::string escaped(std::string_view text);

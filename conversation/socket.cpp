@@ -30,7 +30,7 @@ template <class Address> const sockaddr *generic(const Address &address) {
 
 Fd make_socket(int family, int type) {
     Fd fd(socket(family, type | SOCK_CLOEXEC, 0));
-    if (fd.get() < 0)
+    if (!fd)
         throw system_error(ErrorKind::cannot_connect, "cannot make a socket");
     return fd;
 }
@@ -54,11 +54,6 @@ void make_blocking(const Fd &fd) {
 }
 
 } // namespace
-
-Fd::~Fd() {
-    if (fd_ >= 0)
-        close(fd_);
-}
 
 // A full queue of connections would block connect without end: it is asked without blocking, again and again.
 Fd connect_unix(const std::string &path, const Deadline &deadline) {

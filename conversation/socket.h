@@ -2,32 +2,14 @@
 // Sockets that lead to the daemon, and waiting for them.
 #pragma once
 
+#include "common/fd.h"
 #include "conversation/deadline.h"
 
 #include <cstdint>
 #include <netinet/in.h>
 #include <string>
-#include <utility>
 
 namespace varnel::conversation {
-
-// Owns a descriptor.
-class Fd {
-public:
-    explicit Fd(int fd = -1) : fd_(fd) {}
-    Fd(const Fd &) = delete;
-    Fd &operator=(const Fd &) = delete;
-    Fd(Fd &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    Fd &operator=(Fd &&other) noexcept {
-        std::swap(fd_, other.fd_);
-        return *this;
-    }
-    ~Fd();
-    [[nodiscard]] int get() const { return fd_; }
-
-private:
-    int fd_;
-};
 
 // A blocking stream socket connected to that path, close-on-exec. Otherwise Error: cannot_connect, or timed_out when
 // the daemon's queue of connections stays full.

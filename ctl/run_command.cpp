@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // From the command line to an exit code.
+#include "common/nearest_name.h"
+#include "common/text.h"
 #include "ctl/arguments.h"
 #include "ctl/commands.h"
 #include "ctl/failure.h"
@@ -8,6 +10,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <iterator>
 
 namespace varnel::ctl {
 
@@ -44,13 +47,27 @@ void add_commands(CLI::App &app, Session &session) {
     }
 }
 
+// The first word that nobody knows, where there is no command that may have options of its own.
+std::string describe_unknown(const std::string &word) {
+    if (word.front() == '-')
+        return "there is no option " + in_quotes(word);
+    std::vector<std::string> names;
+    std::transform(std::begin(kCommands), std::end(kCommands), std::back_inserter(names),
+                   [](const Command &command) { return command.name; });
+    const std::string nearest = nearest_name(word, names);
+    return "there is no command " + in_quotes(word) + (nearest.empty() ? "" : "; perhaps " + nearest + " is meant");
+}
+
 // Help is success; everything else that ends parsing is wrong use.
 int end_of_parsing(const CLI::App &app, const CLI::ParseError &error) {
     if (error.get_exit_code() == 0)
         return app.exit(error, std::cout, std::cerr);
     const auto commands = app.get_subcommands();
     const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
-    complain(std::string(error.what()) + "\n('varnelctl" + command + " --help' shows how it is used)");
+    const std::vector<std::string> unknown = app.remaining();
+    const bool word_unknown = commands.empty() && !unknown.empty() && !unknown.front().empty();
+    complain((word_unknown ? describe_unknown(unknown.front()) : error.what()) + "\n('varnelctl" + command +
+             " --help' shows how it is used)");
     return kUsage;
 }
 

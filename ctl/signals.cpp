@@ -13,7 +13,7 @@ Signals::Signals(std::initializer_list<int> numbers) {
     sigemptyset(&set);
     for (const int number : numbers)
         sigaddset(&set, number);
-    fd_ = conversation::Fd(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
+    fd_ = Fd(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
     if (fd_.get() < 0 || sigprocmask(SIG_BLOCK, &set, &before_) != 0)
         throw Failure(kRefused, "cannot wait for signals");
 }

@@ -22,7 +22,7 @@ public:
 
 private:
     sigset_t before_ = {};
-    conversation::Fd fd_;
+    Fd fd_;
 };
 
 } // namespace varnel::ctl

@@ -14,16 +14,6 @@ namespace varnel::ctl {
 
 namespace {
 
-bool is_utf8(std::string_view text) {
-    while (!text.empty()) {
-        const std::size_t length = utf8_length(text);
-        if (length == 0)
-            return false;
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
 constexpr const char *kBase64 = "base64";
 
 // The digits of a float, as few as tell it from its neighbours, and not the many of the same number as a double. There

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/change.h"
 
-#include "daemon/log.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <utility>
@@ -11,12 +9,8 @@ namespace varnel::daemon {
 
 namespace {
 
-bool same(const Value &a, const Value &b) {
+bool same(const SharedValue &a, const SharedValue &b) {
     return a != nullptr && b != nullptr ? identical(*a, *b) : a == b;
-}
-
-Value copy_if(const xdata *value) {
-    return value != nullptr ? copy_of(*value) : nullptr;
 }
 
 } // namespace
@@ -30,28 +24,35 @@ int ChangeSet::fail(int result, const BackendAccess *backend) {
     return result;
 }
 
+int ChangeSet::get_stored(const KeyRef &key, Change &change) const {
+    Value value;
+    const int result = writer_->get(key, value);
+    change.stored_old = std::move(value);
+    return result;
+}
+
 // Fills in what readers saw and will see, from the backends above the writer and below it.
-int ChangeSet::look_around(Change &change, const xdata *stored_new) {
+int ChangeSet::look_around(Change &change, SharedValue stored_new) {
     const std::size_t position = *layer_->writer();
     Found above = layer_->find(change.group, change.name, 0, position);
     if (above.result == 0) {
-        change.visible_old = copy_if(above.value.get());
-        change.visible_new = std::move(above.value);
+        change.visible_old = change.visible_new = std::move(above.value);
         return 0;
     }
     if (above.result != -ENOENT)
         return fail(above.result, above.backend);
-    change.visible_old = copy_if(change.stored_old.get());
-    change.visible_new = copy_if(stored_new);
-    if (change.stored_old != nullptr && stored_new != nullptr)
+    change.visible_old = change.stored_old;
+    change.visible_new = std::move(stored_new);
+    if (change.visible_old != nullptr && change.visible_new != nullptr)
         return 0;
     Found below = layer_->find(change.group, change.name, position + 1, layer_->backends().size());
     if (below.result != 0)
         return below.result == -ENOENT ? 0 : fail(below.result, below.backend);
-    if (change.stored_old == nullptr)
-        change.visible_old = copy_if(below.value.get());
-    if (stored_new == nullptr)
-        change.visible_new = std::move(below.value);
+    const SharedValue hidden = std::move(below.value);
+    if (change.visible_old == nullptr)
+        change.visible_old = hidden;
+    if (change.visible_new == nullptr)
+        change.visible_new = hidden;
     return 0;
 }
 
@@ -67,21 +68,21 @@ void ChangeSet::note_group(ChangeKind kind, const std::string &group, bool seen)
     changes_.push_back({kind, group, std::string(), nullptr, nullptr, nullptr, seen});
 }
 
-int ChangeSet::set(const std::string &group, const std::string &name, const xdata &value) {
+int ChangeSet::set(const std::string &group, const std::string &name, const SharedValue &value) {
     const KeyRef key = key_of(group, name);
     Change change{ChangeKind::value, group, name, nullptr, nullptr, nullptr};
-    int result = writer_->get(key, change.stored_old);
+    int result = get_stored(key, change);
     if (result != 0 && result != -ENOENT)
         return fail(result, writer_);
-    if (result == 0 && identical(*change.stored_old, value))
+    if (result == 0 && identical(*change.stored_old, *value))
         return 0;
-    if (const int around = look_around(change, &value); around != 0)
+    if (const int around = look_around(change, value); around != 0)
         return around;
     const std::size_t before = changes_.size();
     if (result == -ENOENT)
         result = note_new_group(group);
     if (result == 0)
-        result = writer_->set(key, value);
+        result = writer_->set(key, *value);
     if (result != 0) {
         changes_.resize(before);
         return fail(result, writer_);
@@ -93,7 +94,7 @@ int ChangeSet::set(const std::string &group, const std::string &name, const xdat
 int ChangeSet::unset(const std::string &group, const std::string &name) {
     const KeyRef key = key_of(group, name);
     Change change{ChangeKind::value, group, name, nullptr, nullptr, nullptr};
-    if (const int result = writer_->get(key, change.stored_old); result != 0)
+    if (const int result = get_stored(key, change); result != 0)
         return fail(result, writer_);
     if (const int around = look_around(change, nullptr); around != 0)
         return around;
@@ -145,8 +146,6 @@ bool ChangeSet::undo() {
     std::for_each(changes_.rbegin(), changes_.rend(),
                   [&](const Change &change) { complete = undo_one(change) == 0 && complete; });
     changes_.clear();
-    if (!complete)
-        log_error("layer " + layer_->name() + ": backend " + writer_->name() + " does not take changes back");
     return complete;
 }
 

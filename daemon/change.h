@@ -14,11 +14,11 @@ enum class ChangeKind { value, group_created, group_removed };
 struct Change {
     ChangeKind kind;
     std::string group;
-    std::string name;  // empty for groups
-    Value stored_old;  // what the backend that takes changes held; nullptr: nothing
-    Value visible_old; // what a reader saw before; nullptr: nothing
-    Value visible_new; // what a reader sees now
-    bool seen = true;  // of a group: whether no other backend has it
+    std::string name;        // empty for groups
+    SharedValue stored_old;  // what the backend that takes changes held; nullptr: nothing
+    SharedValue visible_old; // what a reader saw before; nullptr: nothing
+    SharedValue visible_new; // what a reader sees now
+    bool seen = true;        // of a group: whether no other backend has it
 
     // Whether a reader sees a difference.
     [[nodiscard]] bool visible() const;
@@ -30,13 +30,13 @@ public:
     // The layer must have a backend that takes changes.
     explicit ChangeSet(const LayerStore &layer) : layer_(&layer), writer_(&layer.backends()[*layer.writer()]) {}
 
-    int set(const std::string &group, const std::string &name, const xdata &value);
+    int set(const std::string &group, const std::string &name, const SharedValue &value);
     int unset(const std::string &group, const std::string &name);
     int create_group(const std::string &group);
     int remove_group(const std::string &group);
 
-    // Takes back every change, the last one first. What the backend refuses then stays as it is: false, and logged.
-    bool undo();
+    // Takes back every change, the last one first. False when the backend refuses one, which stays as it is then.
+    [[nodiscard]] bool undo();
 
     [[nodiscard]] const LayerStore &layer() const { return *layer_; }
     [[nodiscard]] const BackendAccess &writer() const { return *writer_; }
@@ -49,7 +49,8 @@ private:
         return {layer_->name(), group, name};
     }
     int fail(int result, const BackendAccess *backend);
-    int look_around(Change &change, const xdata *stored_new);
+    [[nodiscard]] int get_stored(const KeyRef &key, Change &change) const;
+    int look_around(Change &change, SharedValue stored_new);
     int note_new_group(const std::string &group);
     void note_group(ChangeKind kind, const std::string &group, bool seen);
     int undo_one(const Change &change) const;

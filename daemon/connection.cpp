@@ -64,8 +64,11 @@ void Connection::deliver(std::uint32_t id, protocol::Bytes &bytes) {
     engine_.handle(*this, id, bytes);
 }
 
-void Connection::proceed() {
+void Connection::proceed(std::span<const std::uint8_t> bytes) {
     try {
+        bytes = bytes.subspan(endpoint_.take(bytes.data(), bytes.size()));
+        if (!bytes.empty())
+            endpoint_.put(bytes.data(), bytes.size());
         endpoint_.proceed();
         if (!queue_.empty() || has_events())
             owe(); // an acknowledgement may have made room
@@ -76,8 +79,7 @@ void Connection::proceed() {
 
 void Connection::receive(const std::uint8_t *data, std::size_t size, std::uint64_t now) {
     last_heard_ = last_moved_ = now;
-    endpoint_.put(data, size);
-    proceed();
+    proceed({data, size});
 }
 
 void Connection::receive_datagram(const std::uint8_t *data, std::size_t size, std::uint64_t now) {
@@ -88,7 +90,7 @@ void Connection::receive_datagram(const std::uint8_t *data, std::size_t size, st
 void Connection::resume(std::uint64_t now) {
     blocked_ = false;
     last_moved_ = now;
-    proceed();
+    proceed({});
 }
 
 // ---- sending
@@ -98,6 +100,8 @@ bool Connection::can_start() {
 }
 
 void Connection::start(std::uint32_t id, std::span<const std::uint8_t> bytes) {
+    if (endpoint_.sending() != 0 && endpoint_.is_sending(id))
+        return doom("it has used " + std::to_string(id) + " as the id of two requests");
     if (!endpoint_.send(id, bytes))
         doom("its socket takes no more");
 }

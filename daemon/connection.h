@@ -20,6 +20,9 @@ class Connection;
 // What connections ask of the server.
 class ConnectionOwner {
 public:
+    ConnectionOwner(const ConnectionOwner &) = delete;
+    ConnectionOwner &operator=(const ConnectionOwner &) = delete;
+
     // The connection has something to send: settle is expected at the end of the turn, when all that has arrived has
     // been handled. Sent one by one, answers would wake their clients one by one.
     virtual void owe(Connection &connection) = 0;
@@ -28,6 +31,7 @@ public:
     virtual void doom(Connection &connection, const std::string &why) = 0;
 
 protected:
+    ConnectionOwner() = default;
     ~ConnectionOwner() = default;
 };
 
@@ -85,7 +89,7 @@ private:
     bool has_room() override;
     void deliver(std::uint32_t id, protocol::Bytes &bytes) override;
 
-    void proceed();
+    void proceed(std::span<const std::uint8_t> bytes);
     void owe();
     [[nodiscard]] bool queue_is_over() const;
     void pump();

@@ -18,7 +18,7 @@ using protocol::Status;
 
 Engine::Engine(const Store &store, const Limits &limits, std::uint64_t revision, std::function<std::uint64_t()> now,
                std::function<void(std::uint64_t)> revised)
-    : store_(store), limits_(limits), now_(std::move(now)), revised_(std::move(revised)),
+    : store_(store), limits_(limits), now_(std::move(now)), revised_(std::move(revised)), first_revision_(revision),
       history_(revision, limits[Limit::history_events], limits[Limit::history_bytes]) {}
 
 void Engine::add(Session &session) {
@@ -28,6 +28,7 @@ void Engine::add(Session &session) {
 void Engine::remove(const Session &session) {
     sessions_.erase(session.number());
     statistics_.subscriptions -= session.subscriptions.size();
+    std::erase(subscribers_, &session);
     std::vector<Waited> done;
     locks_.forget(session.number(), &done);
     answer_waits(done);
@@ -104,12 +105,17 @@ void Engine::dispatch(Session &session, std::uint32_t id, Received message) {
     if (session.has_deferred)
         return defer(session, id, std::move(message));
     const Request request{session, id, message};
-    const auto refused = [&](Status status, const char *why) { refuse(session, id, message.code(), status, why); };
+    const auto refused = [&](Status status, const std::string &why) {
+        refuse(session, id, message.code(), status, why);
+    };
     try {
         const Handler handler = handler_of(message.code());
         if (handler == nullptr)
             return refused(Status::unsupported, "no such code");
-        if (const Reply reply = (this->*handler)(request))
+        const Reply reply = (this->*handler)(request);
+        if (reply && reply->bytes() > limits_[Limit::queue_bytes])
+            return refused(Status::too_large, "an answer of " + std::to_string(reply->bytes()) + " bytes");
+        if (reply)
             session.answer(id, *reply);
     } catch (const Defer &) {
         defer(session, id, std::move(message));
@@ -125,11 +131,9 @@ void Engine::dispatch(Session &session, std::uint32_t id, Received message) {
 }
 
 LayerStore &Engine::any_layer(const Request &request) const {
-    const std::string name = key_part_or_empty(request, 0);
-    LayerStore *const layer = store_.find(name);
-    if (layer == nullptr)
-        throw Refused(Status::unknown_layer, "there is no layer " + name);
-    return *layer;
+    if (LayerStore *const layer = store_.find(request.message.text(0)))
+        return *layer;
+    throw Refused(Status::unknown_layer, "there is no layer " + key_part_or_empty(request, 0));
 }
 
 LayerStore &Engine::readable_layer(const Request &request) {
@@ -155,8 +159,29 @@ Engine::PendingLayer *Engine::pending_of(const LayerStore &layer) {
 }
 
 void Engine::note_unsynced(const LayerStore &layer) {
-    if (std::none_of(unsynced_.begin(), unsynced_.end(), [&](const Unsynced &u) { return u.layer == &layer; }))
-        unsynced_.push_back({&layer, false});
+    if (std::find(unsynced_.begin(), unsynced_.end(), &layer) == unsynced_.end())
+        unsynced_.push_back(&layer);
+}
+
+namespace {
+
+std::string words_of_writer(const LayerStore &layer) {
+    return "layer " + layer.name() + ": backend " + layer.backends()[*layer.writer()].name();
+}
+
+} // namespace
+
+// Logs what syncing a layer has led to: a failure, or the end of failures that have been logged.
+void Engine::note_synced(const LayerStore &layer, int result, const char *failure) {
+    if (result < 0)
+        failures_.failed(words_of_writer(layer), std::string(failure) + ": " + std::strerror(-result), now_());
+    else if (failures_.has_failures())
+        failures_.recovered(words_of_writer(layer), "stores changes again");
+}
+
+void Engine::take_back(ChangeSet &changes) {
+    if (!changes.undo())
+        failures_.failed(words_of_writer(changes.layer()), "does not take changes back", now_());
 }
 
 Message Engine::write_answer(std::uint32_t code, const ChangeSet &changes, int durability,
@@ -212,7 +237,7 @@ void Engine::publish_one(const LayerStore &layer, Change &change) {
                                          std::move(change.visible_old), std::move(change.visible_new)});
     revised_(event->revision);
     ++statistics_.changes;
-    for (const auto &[number, session] : sessions_) {
+    for (Session *const session : subscribers_) {
         const bool wants = std::any_of(session->subscriptions.begin(), session->subscriptions.end(),
                                        [&](const Scope &scope) { return scope.includes(*event); });
         if (!wants)
@@ -231,11 +256,10 @@ void Engine::commit_layer(PendingLayer &pending) {
     const BackendAccess &writer = pending.layer->backends()[*pending.layer->writer()];
     ++statistics_.syncs;
     const int reached = writer.sync(wanted);
+    note_synced(*pending.layer, reached, "cannot store changes");
     if (reached < 0) {
-        log_error("layer " + pending.layer->name() + ": backend " + writer.name() +
-                  " cannot store changes: " + std::strerror(-reached));
         std::for_each(pending.writes.rbegin(), pending.writes.rend(),
-                      [](PendingWrite &write) { write.changes.undo(); });
+                      [this](PendingWrite &write) { take_back(write.changes); });
         note_unsynced(*pending.layer);
     }
     for (PendingWrite &write : pending.writes) {
@@ -274,14 +298,10 @@ void Engine::commit() {
 
 void Engine::flush() {
     commit(); // what may still be refused must not reach the storage
-    std::erase_if(unsynced_, [this](Unsynced &unsynced) {
-        const LayerStore &layer = *unsynced.layer;
-        const BackendAccess &writer = layer.backends()[*layer.writer()];
+    std::erase_if(unsynced_, [this](const LayerStore *layer) {
         ++statistics_.syncs;
-        const int result = writer.sync(DURABILITY_MEMORY);
-        if (result < 0 && !std::exchange(unsynced.told, true))
-            log_error("layer " + layer.name() + ": backend " + writer.name() +
-                      " cannot store changes, which stay in memory: " + std::strerror(-result));
+        const int result = layer->backends()[*layer->writer()].sync(DURABILITY_MEMORY);
+        note_synced(*layer, result, "cannot store changes, which stay in memory");
         return result >= 0;
     });
 }

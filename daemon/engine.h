@@ -8,6 +8,7 @@
 
 #include "daemon/change.h"
 #include "daemon/event.h"
+#include "daemon/failure_log.h"
 #include "daemon/limits.h"
 #include "daemon/lock_table.h"
 #include "daemon/request.h"
@@ -70,11 +71,6 @@ private:
         const LayerStore *layer;
         std::vector<PendingWrite> writes;
     };
-    // A layer with changes that the storage may not have.
-    struct Unsynced {
-        const LayerStore *layer;
-        bool told; // that it fails
-    };
     struct Deferred {
         ConnectionNumber connection;
         std::uint32_t id;
@@ -111,12 +107,15 @@ private:
     Reply status_of_key(const Request &request);
     Reply write_rows(const Request &request, bool with_values);
     Reply do_write(const Request &request, ChangeSet changes, std::uint32_t durability);
+    void expect_done(ChangeSet &changes, int result, const std::string &group, const std::string &name);
+    void remove_all(ChangeSet &changes, const std::vector<WriteRow> &rows);
     bool stage(const Request &request, const LayerStore &layer, std::vector<WriteRow> &rows, bool more) const;
     void respect_locks(const Request &request, const LayerStore &layer, const std::vector<WriteRow> &rows) const;
     Reply page_of(const Request &request, bool values);
     [[nodiscard]] Scope scope_of(const Request &request) const;
     [[nodiscard]] Scope lock_scope(const Request &request) const;
     void catch_up(Session &session, const Scope &scope, std::uint64_t from);
+    [[nodiscard]] bool has_lost(const LayerStore &layer, std::uint64_t from) const;
     bool take_lock(const Request &request, const Scope &scope);
     static protocol::Message lock_answer(std::uint32_t code, const Scope &scope);
     [[nodiscard]] std::string describe(ConnectionNumber number) const;
@@ -135,18 +134,23 @@ private:
                                    std::uint32_t visible) const;
     void answer_waits(const std::vector<Waited> &done);
     void note_unsynced(const LayerStore &layer);
+    void note_synced(const LayerStore &layer, int result, const char *failure);
+    void take_back(ChangeSet &changes);
 
     const Store &store_;
     const Limits limits_;
     std::function<std::uint64_t()> now_;
     std::function<void(std::uint64_t)> revised_;
+    const std::uint64_t first_revision_; // that this process went on from
     History history_;
     LockTable locks_;
     Statistics statistics_;
     std::unordered_map<ConnectionNumber, Session *> sessions_;
+    std::vector<Session *> subscribers_; // sessions with subscriptions
     std::vector<PendingLayer> pending_;
     std::vector<Deferred> deferred_;
-    std::vector<Unsynced> unsynced_;
+    std::vector<const LayerStore *> unsynced_; // with changes that the storage may not have
+    FailureLog failures_;
 };
 
 } // namespace varnel::daemon

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kEventOverhead = 64;
 
-std::size_t size_of(const Value &value) {
+std::size_t size_of(const SharedValue &value) {
     return value != nullptr ? protocol::encoded_size(*value) : 0;
 }
 

@@ -19,8 +19,8 @@ struct Event {
     std::string layer;
     std::string group;
     std::string name;
-    Value old_value; // nullptr: none
-    Value new_value;
+    SharedValue old_value; // nullptr: none
+    SharedValue new_value;
 
     [[nodiscard]] std::size_t bytes() const; // about what it takes in a message
 };

@@ -40,11 +40,6 @@ bool sync_folder_of(const std::string &path) {
 
 } // namespace
 
-Fd::~Fd() {
-    if (fd_ >= 0)
-        close(fd_);
-}
-
 std::optional<std::string> read_file(const std::string &path) {
     const Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!fd && errno == ENOENT)
@@ -59,7 +54,12 @@ std::optional<std::string> read_file(const std::string &path) {
 
 bool replace_file(const std::string &path, const std::string &text) {
     const std::string temporary = path + ".new";
-    return write_new(temporary, text) && std::rename(temporary.c_str(), path.c_str()) == 0 && sync_folder_of(path);
+    if (write_new(temporary, text) && std::rename(temporary.c_str(), path.c_str()) == 0)
+        return sync_folder_of(path);
+    const int error = errno;
+    unlink(temporary.c_str());
+    errno = error;
+    return false;
 }
 
 Fd reserve_folder(const std::string &path) {

@@ -1,39 +1,21 @@
 // SPDX-License-Identifier: MIT
-// Descriptors, and small files read and replaced whole.
+// Small files, read and replaced whole, and folders.
 #pragma once
+
+#include "common/fd.h"
 
 #include <optional>
 #include <string>
 #include <sys/types.h>
-#include <utility>
 
 namespace varnel::daemon {
-
-// Owns a descriptor; -1 is none.
-class Fd {
-public:
-    Fd() = default;
-    explicit Fd(int fd) : fd_(fd) {}
-    Fd(const Fd &) = delete;
-    Fd &operator=(const Fd &) = delete;
-    Fd(Fd &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    Fd &operator=(Fd &&other) noexcept {
-        std::swap(fd_, other.fd_);
-        return *this;
-    }
-    ~Fd();
-    [[nodiscard]] int get() const { return fd_; }
-    explicit operator bool() const { return fd_ >= 0; }
-
-private:
-    int fd_ = -1;
-};
 
 // The content, at most 4096 bytes of it; nothing when there is no such file. Other errors are std::system_error.
 std::optional<std::string> read_file(const std::string &path);
 
 // Puts text into the file so that after a crash the old content is there or the new one, and returns when it survives a
-// loss of power. False, with errno set, when that cannot be done; the old content stays.
+// loss of power. False, with errno set, when that cannot be done: the old content is there, or, when only the folder
+// could not be synced, the new one, and after a loss of power either. No other file stays behind.
 bool replace_file(const std::string &path, const std::string &text);
 
 // Reserves a folder for this process, by a lock on a file in it, as long as the result lives. std::runtime_error when

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/layer_store.h"
 
+#include "common/setting_words.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
@@ -17,11 +19,11 @@ using RowKey = std::pair<std::string, std::string>;
 using Entry = std::pair<Value, const BackendAccess *>;
 using Entries = std::map<RowKey, Entry>;
 
-// Bytes of a row in an answer: four parameters with their headers and zero bytes.
-constexpr std::size_t kRowOverhead = 32;
-
-std::size_t size_of_row(std::string_view group, std::string_view name, const xdata *value) {
-    const std::size_t bytes = kRowOverhead + group.size() + name.size();
+// Bytes of a row in an answer, at most: four parameters with their headers and zero bytes.
+std::size_t size_of_row(std::string_view group, std::string_view name, const xdata *value,
+                        const BackendAccess &source) {
+    constexpr std::size_t kRowOverhead = 32;
+    const std::size_t bytes = kRowOverhead + group.size() + name.size() + source.name().size();
     return value != nullptr && value->type == XDATA_STRING ? bytes + value->value.s.len : bytes;
 }
 
@@ -41,7 +43,7 @@ public:
             return false;
         }
         const bool copy = request_.values && value != nullptr;
-        bytes_ += size_of_row(group, name, copy ? value : nullptr);
+        bytes_ += size_of_row(group, name, copy ? value : nullptr, source_);
         ++rows_;
         full_ = rows_ >= request_.most_rows || bytes_ > request_.most_bytes;
         last_ = key;
@@ -67,7 +69,7 @@ private:
 void fill(Page &page, Entries &entries, const std::optional<RowKey> &end, const PageRequest &request) {
     std::size_t bytes = 0;
     for (auto &[key, entry] : entries) {
-        bytes += size_of_row(key.first, key.second, entry.first.get());
+        bytes += size_of_row(key.first, key.second, entry.first.get(), *entry.second);
         const bool fits = page.rows.empty() || (page.rows.size() < request.most_rows && bytes <= request.most_bytes);
         if (!fits || (end && key > *end)) {
             page.more = true;
@@ -79,13 +81,12 @@ void fill(Page &page, Entries &entries, const std::optional<RowKey> &end, const 
 }
 
 int durability_of(const layer &record) {
-    const std::string text = confparser_getstring(record.config, "durability", "file");
-    const char *const names[] = {"memory", "file", "folder"};
-    const auto *const found = std::find(std::begin(names), std::end(names), text);
-    if (found == std::end(names))
-        throw std::runtime_error(std::string("layer ") + record.name + ": durability \"" + text +
-                                 "\" is none of memory, file, folder");
-    return static_cast<int>(std::distance(std::begin(names), found));
+    const std::string text = confparser_getstring(record.config, kDurability.name, kDurability.fallback);
+    const auto *const found = std::find(std::begin(kDurabilityWords), std::end(kDurabilityWords), text);
+    if (found == std::end(kDurabilityWords))
+        throw std::runtime_error(std::string("layer ") + record.name + ": durability \"" + text + "\" is not " +
+                                 kDurability.expected);
+    return static_cast<int>(std::distance(std::begin(kDurabilityWords), found));
 }
 
 } // namespace
@@ -99,6 +100,8 @@ LayerStore::LayerStore(layer *record)
                                     [](const BackendAccess &backend) { return !backend.read_only(); });
     if (found != backends_.end() && !read_only_)
         writer_ = static_cast<std::size_t>(std::distance(backends_.begin(), found));
+    // A storage in memory answers so whatever is wanted.
+    keeps_changes_ = !writer_ || backends_[*writer_].sync(DURABILITY_FOLDER) != DURABILITY_MEMORY;
 }
 
 Found LayerStore::find(const std::string &group, const std::string &name, std::size_t first, std::size_t last) const {

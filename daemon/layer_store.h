@@ -58,6 +58,9 @@ public:
     // The position of the backend that takes changes, if there is one.
     [[nodiscard]] std::optional<std::size_t> writer() const { return writer_; }
 
+    // Whether what that backend holds outlives the daemon. A layer that takes no changes loses none.
+    [[nodiscard]] bool keeps_changes() const { return keeps_changes_; }
+
     // Asks the backends from position first up to (not including) last, in order of priority.
     [[nodiscard]] Found find(const std::string &group, const std::string &name, std::size_t first,
                              std::size_t last) const;
@@ -78,6 +81,7 @@ private:
     int durability_;
     std::vector<BackendAccess> backends_;
     std::optional<std::size_t> writer_;
+    bool keeps_changes_;
 };
 
 } // namespace varnel::daemon

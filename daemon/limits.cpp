@@ -3,6 +3,8 @@
 
 #include "common/setting_text.h"
 
+#include <varnel/transport.h>
+
 #include <algorithm>
 #include <iterator>
 
@@ -27,6 +29,17 @@ std::optional<std::string> Limits::set(std::string_view name, std::string_view t
                std::to_string(row->least) + " to " + std::to_string(row->most);
     values_[static_cast<std::size_t>(std::distance(std::begin(kLimits), row))] = *number;
     return std::nullopt;
+}
+
+std::optional<std::string> Limits::fit() {
+    const std::uint64_t held = std::uint64_t{(*this)[Limit::packets]} * PACKET_PAYLOAD_MAX;
+    std::uint32_t &message_bytes = values_[static_cast<std::size_t>(Limit::message_bytes)];
+    if (message_bytes <= held)
+        return std::nullopt;
+    std::string note = "limit message_bytes is " + std::to_string(held) + ", not " + std::to_string(message_bytes) +
+                       ": that is what the limit packets of " + std::to_string((*this)[Limit::packets]) + " holds";
+    message_bytes = static_cast<std::uint32_t>(held);
+    return note;
 }
 
 } // namespace varnel::daemon

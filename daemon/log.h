@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: MIT
-// The daemon's log lines, through the device's logging library.
+// The daemon's log lines: those of common/device_log.h.
 #pragma once
 
-#include <string>
+#include "common/device_log.h"
 
 namespace varnel::daemon {
 
-// One line each, without the newline. Characters that a terminal would act on are written as '?'.
-void log_error(const std::string &line);
-void log_info(const std::string &line);
+inline void log_error(const std::string &line) {
+    varnel::log_error("varneld: ", line);
+}
+
+inline void log_info(const std::string &line) {
+    varnel::log_info("varneld: ", line);
+}
 
 } // namespace varnel::daemon

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 // varneld: puts the parts together.
 #include "daemon/allocator.h"
+#include "daemon/failure_log.h"
 #include "daemon/log.h"
+#include "daemon/module_check.h"
 #include "daemon/options.h"
 #include "daemon/revision_file.h"
 #include "daemon/server.h"
@@ -17,6 +19,7 @@
 namespace {
 
 using namespace varnel::daemon;
+using varnel::Fd;
 
 // Every client needs a descriptor; the rest is for modules, sockets and the loop.
 void raise_descriptor_limit(const Limits &limits) {
@@ -45,14 +48,18 @@ private:
     uv_loop_t loop_{};
 };
 
-void note_revision(RevisionFile &file, std::uint64_t revision) {
-    if (!file.reserve(revision))
-        log_error("cannot write the revision file: revisions may come again after a crash");
+void expect_modules(const Options &options) {
+    if (!std::filesystem::is_directory(options.modules))
+        throw std::runtime_error("there is no folder " + options.modules + " with the storage modules (--modules)");
+    const auto failures = check_modules(confparser_getdic(options.tree, "backends"), options.modules);
+    for (const std::string &failure : failures)
+        log_error(failure);
+    if (!failures.empty())
+        throw std::runtime_error("not started: there are storage modules that cannot be used");
 }
 
 void serve(const Options &options) {
-    if (!std::filesystem::is_directory(options.modules)) // before anything is made
-        throw std::runtime_error("there is no folder " + options.modules + " with the storage modules (--modules)");
+    expect_modules(options); // before anything is made
     Listener listener(options.socket);
     make_folders(options.state, 0750);
     const Fd state = reserve_folder(options.state);
@@ -62,9 +69,13 @@ void serve(const Options &options) {
     RevisionFile revisions(options.state + "/revision");
     Loop loop;
     uv_loop_t &uv = loop.get();
+    FailureLog failures;
+    const auto note_revision = [&](std::uint64_t revision) {
+        if (!revisions.reserve(revision))
+            failures.failed("revision file", "cannot be written: revisions may come again after a crash", uv_now(&uv));
+    };
     Engine engine(
-        store, options.limits, revisions.start(), [&uv] { return uv_now(&uv); },
-        [&revisions](std::uint64_t revision) { note_revision(revisions, revision); });
+        store, options.limits, revisions.start(), [&uv] { return uv_now(&uv); }, note_revision);
     {
         Server server(uv, engine, listener.get(), udp.get(), options.flush_interval);
         std::printf("varneld: ready on %s\n", options.socket.path.c_str());
@@ -90,7 +101,10 @@ int main(int argc, char **argv) {
         read_options(argc, argv, options);
         serve(options);
     } catch (const Usage &usage) {
-        std::fprintf(usage.code() == 0 ? stdout : stderr, "%s\n", usage.what());
+        if (usage.code() == 0)
+            std::printf("%s\n", usage.what());
+        else
+            std::fprintf(stderr, "varneld: %s\n", usage.what());
         return usage.code();
     } catch (const std::exception &error) {
         log_error(error.what());

@@ -3,6 +3,7 @@
 
 #include "common/setting_text.h"
 #include "daemon/configuration.h"
+#include "daemon/log.h"
 
 #include "protocol/defaults.h"
 
@@ -104,6 +105,10 @@ CommandLine parse(int argc, char **argv) {
                    "Milliseconds until changes in memory are brought to the storage [1000]");
     app.add_option("--limits", line.limits, "NAME=NUMBER,...: see \"varnelctl status --limits\" for the names")
         ->delimiter(',');
+    for (CLI::Option *const option : app.get_options()) {
+        if (option->get_items_expected_max() != 0)
+            option->check([](const std::string &text) { return std::string(text.empty() ? "is empty" : ""); });
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
@@ -134,6 +139,8 @@ void read_options(int argc, char **argv, Options &options) {
     for (const auto &[name, text] : strings_of(confparser_getdic(tree, "varneld:limits")))
         set_limit(options.limits, name, text);
     set_limits(options.limits, line.limits);
+    if (const std::optional<std::string> note = options.limits.fit())
+        log_info(*note);
     give_state_folder(options.tree, options.state);
 }
 

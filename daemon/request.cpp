@@ -41,6 +41,7 @@ Status status_of(int result) {
         return Status::invalid;
     case ENOSPC:
     case EDQUOT:
+    case EFBIG:
         return Status::no_space;
     case ENOMEM:
         return Status::no_memory;

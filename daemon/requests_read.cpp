@@ -13,9 +13,6 @@ using protocol::Status;
 
 namespace {
 
-// An answer stays well below what the smallest queue takes, except for a single large value.
-constexpr std::size_t kPageBytes = 65536;
-
 constexpr std::size_t kHeadParameters = 3; // status, layer, more
 
 void add_value_or_empty(Message &message, const Value &value) {
@@ -76,7 +73,7 @@ Reply Engine::page_of(const Request &request, bool values) {
                        key_part_or_empty(request, 3),
                        values,
                        (protocol::kMostParameters - kHeadParameters) / width,
-                       kPageBytes};
+                       protocol::kPageBytes};
     const LayerStore &layer = readable_layer(request);
     Page page = layer.list(wanted);
     if (page.result != 0)

@@ -12,7 +12,6 @@ using protocol::Status;
 
 namespace {
 
-constexpr std::size_t kPageBytes = 65536;
 constexpr std::size_t kHeadParameters = 5;  // status, layer, revision, lost, more
 constexpr std::size_t kEventParameters = 7; // of a row
 
@@ -22,6 +21,15 @@ bool includes(const std::vector<Scope> &subscriptions, const Event &event) {
 }
 
 } // namespace
+
+// Whether changes of the layer after revision from are not to be had. What a layer held in memory went with the process
+// before this one, without an event for it.
+bool Engine::has_lost(const LayerStore &layer, std::uint64_t from) const {
+    if (from == protocol::kFromNow)
+        return false;
+    const bool is_from_before = from != 0 && from <= first_revision_;
+    return !history_.remembers(from) || (is_from_before && !layer.keeps_changes());
+}
 
 Scope Engine::scope_of(const Request &request) const {
     const auto [group, name] = scope_parts(request, 1);
@@ -50,12 +58,14 @@ Reply Engine::notify(const Request &request) {
     if (!known && subscriptions.size() >= limits_[Limit::subscriptions])
         throw Refused(Status::too_many,
                       "more subscriptions than the limit of " + std::to_string(limits_[Limit::subscriptions]));
-    const bool lost = from != protocol::kFromNow && !history_.remembers(from);
+    const bool lost = has_lost(any_layer(request), from);
     Message answer = ok_answer(request.code());
     answer.add(scope.layer).add(history_.revision()).add(std::uint32_t{lost});
     request.session.answer(request.id, answer); // before the events
     if (!known) {
         catch_up(request.session, scope, lost ? 0 : from);
+        if (subscriptions.empty())
+            subscribers_.push_back(&request.session);
         subscriptions.push_back(std::move(scope));
         ++statistics_.subscriptions;
     }
@@ -68,6 +78,8 @@ Reply Engine::unnotify(const Request &request) {
     if (std::erase(request.session.subscriptions, scope) == 0)
         throw Refused(Status::not_held, "there is no such subscription");
     --statistics_.subscriptions;
+    if (request.session.subscriptions.empty())
+        std::erase(subscribers_, &request.session);
     Message answer = ok_answer(request.code());
     answer.add(scope.layer);
     return answer;
@@ -77,7 +89,7 @@ Reply Engine::changed(const Request &request) {
     expect_count(request, 4);
     const Scope scope = scope_of(request);
     const std::uint64_t from = request.message.uint64(3);
-    const bool lost = from != protocol::kFromNow && !history_.remembers(from);
+    const bool lost = has_lost(any_layer(request), from);
     std::vector<EventRef> events;
     std::size_t bytes = 0;
     bool more = false;
@@ -86,7 +98,7 @@ Reply Engine::changed(const Request &request) {
             return true;
         bytes += event->bytes();
         const std::size_t parameters = kHeadParameters + (events.size() + 1) * kEventParameters;
-        more = !events.empty() && (bytes > kPageBytes || parameters > protocol::kMostParameters);
+        more = !events.empty() && (bytes > protocol::kPageBytes || parameters > protocol::kMostParameters);
         if (!more)
             events.push_back(event);
         return !more;

@@ -16,18 +16,8 @@ namespace {
 
 constexpr std::size_t kFirstRow = 3; // behind layer, durability and flags
 
-// Does one change; one that fails is refused, and everything that the request has done so far is taken back.
-template <class Step> void do_step(ChangeSet &changes, const std::string &what, Step step) {
-    const int result = step();
-    if (result == 0)
-        return;
-    const BackendAccess &failed = changes.failed() != nullptr ? *changes.failed() : changes.writer();
-    changes.undo(); // the backend outlives the changes
-    throw refusal_of(result, failed.name(), what);
-}
-
 std::string words_of(const LayerStore &layer, const std::string &group, const std::string &name) {
-    return layer.name() + ":" + group + (name.empty() ? "" : ":" + name);
+    return layer.name() + (group.empty() ? "" : ":" + group) + (name.empty() ? "" : ":" + name);
 }
 
 WriteRow row_at(const Request &request, std::size_t index, bool with_value, std::uint32_t value_bytes) {
@@ -37,6 +27,8 @@ WriteRow row_at(const Request &request, std::size_t index, bool with_value, std:
     const xdata &value = request.message.at(index + 2);
     if (value.type == XDATA_STRING && value.value.s.len > value_bytes)
         throw Refused(Status::too_large, "a value of " + std::to_string(value.value.s.len) + " bytes");
+    if (value.type == XDATA_BOOLEAN && value.value.b > 1)
+        throw Refused(Status::invalid, "a boolean of " + std::to_string(value.value.b) + ", which is neither 0 nor 1");
     row.value = copy_of(value);
     return row;
 }
@@ -68,34 +60,52 @@ std::uint32_t flags_of(const Request &request, bool with_values) {
     return flags;
 }
 
-// What the backend holds beside the rows: values in their groups, and other groups, whose names are empty.
-std::vector<WriteRow> others_than(ChangeSet &changes, const std::vector<WriteRow> &rows) {
+// Of rows with one key the last one counts: nobody sees what stood there between them.
+void keep_last_of_each_key(std::vector<WriteRow> &rows) {
+    if (rows.size() < 2)
+        return;
+    std::set<std::pair<std::string_view, std::string_view>> later;
+    std::for_each(rows.rbegin(), rows.rend(), [&later](WriteRow &row) {
+        if (!later.emplace(row.group, row.name).second)
+            row.group.clear(); // which no row is without
+    });
+    std::erase_if(rows, [](const WriteRow &row) { return row.group.empty(); });
+}
+
+// Adds what the backend holds beside the rows to others: values in their groups, and other groups, whose names are
+// empty.
+int find_others(const BackendAccess &writer, const std::vector<WriteRow> &rows, std::vector<WriteRow> &others) {
     std::set<std::pair<std::string_view, std::string_view>> kept;
     std::set<std::string_view> kept_groups;
     for (const WriteRow &row : rows) {
         kept.emplace(row.group, row.name);
         kept_groups.insert(row.group);
     }
-    std::vector<WriteRow> others;
-    do_step(changes, changes.layer().name(), [&] {
-        return changes.writer().list(nullptr, [&](std::string_view group, std::string_view name, const xdata *) {
-            const bool group_stays = kept_groups.contains(group);
-            if (name.empty() ? !group_stays : group_stays && !kept.contains({group, name}))
-                others.push_back({std::string(group), std::string(name), nullptr});
-            return true;
-        });
+    return writer.list(nullptr, [&](std::string_view group, std::string_view name, const xdata *) {
+        const bool group_stays = kept_groups.contains(group);
+        if (name.empty() ? !group_stays : group_stays && !kept.contains({group, name}))
+            others.push_back({std::string(group), std::string(name), nullptr});
+        return true;
     });
-    return others;
-}
-
-void remove_all(ChangeSet &changes, const std::vector<WriteRow> &rows) {
-    for (const WriteRow &row : rows)
-        do_step(changes, words_of(changes.layer(), row.group, row.name), [&] {
-            return row.name.empty() ? changes.remove_group(row.group) : changes.unset(row.group, row.name);
-        });
 }
 
 } // namespace
+
+// A change that has failed is refused, and everything that the request has done so far is taken back.
+void Engine::expect_done(ChangeSet &changes, int result, const std::string &group, const std::string &name) {
+    if (result == 0)
+        return;
+    const BackendAccess &failed = changes.failed() != nullptr ? *changes.failed() : changes.writer();
+    take_back(changes); // the backend outlives the changes
+    throw refusal_of(result, failed.name(), words_of(changes.layer(), group, name));
+}
+
+void Engine::remove_all(ChangeSet &changes, const std::vector<WriteRow> &rows) {
+    for (const WriteRow &row : rows) {
+        const int result = row.name.empty() ? changes.remove_group(row.group) : changes.unset(row.group, row.name);
+        expect_done(changes, result, row.group, row.name);
+    }
+}
 
 Reply Engine::create_group(const Request &request) {
     expect_count(request, 3);
@@ -103,7 +113,7 @@ Reply Engine::create_group(const Request &request) {
     const std::uint32_t durability = durability_at(request, 2);
     const LayerStore &layer = writable_layer(request);
     ChangeSet changes(layer);
-    do_step(changes, words_of(layer, group, ""), [&] { return changes.create_group(group); });
+    expect_done(changes, changes.create_group(group), group, "");
     return do_write(request, std::move(changes), durability);
 }
 
@@ -113,7 +123,7 @@ Reply Engine::remove_group(const Request &request) {
     const std::uint32_t durability = durability_at(request, 2);
     const LayerStore &layer = writable_layer(request);
     ChangeSet changes(layer);
-    do_step(changes, words_of(layer, group, ""), [&] { return changes.remove_group(group); });
+    expect_done(changes, changes.remove_group(group), group, "");
     return do_write(request, std::move(changes), durability);
 }
 
@@ -167,18 +177,20 @@ Reply Engine::write_rows(const Request &request, bool with_values) {
         return write_answer(request.code(), changes, DURABILITY_MEMORY, 0);
     if (rows.empty() && (flags & protocol::kWriteReplace) == 0)
         throw Refused(Status::invalid, std::string(control_string(request.code())) + " without a row");
+    keep_last_of_each_key(rows);
     std::vector<WriteRow> others;
     if ((flags & protocol::kWriteReplace) != 0)
-        others = others_than(changes, rows);
+        expect_done(changes, find_others(changes.writer(), rows, others), "", "");
     if ((flags & protocol::kWriteRespectLocks) != 0) {
         respect_locks(request, layer, rows);
         respect_locks(request, layer, others);
     }
     remove_all(changes, others);
-    for (const WriteRow &row : rows)
-        do_step(changes, words_of(layer, row.group, row.name), [&] {
-            return with_values ? changes.set(row.group, row.name, *row.value) : changes.unset(row.group, row.name);
-        });
+    for (const WriteRow &row : rows) {
+        const int result =
+            with_values ? changes.set(row.group, row.name, row.value) : changes.unset(row.group, row.name);
+        expect_done(changes, result, row.group, row.name);
+    }
     return do_write(request, std::move(changes), durability);
 }
 
@@ -195,9 +207,10 @@ Reply Engine::sync(const Request &request) {
         const BackendAccess &writer = layer->backends()[*layer->writer()];
         ++statistics_.syncs;
         const int reached = writer.sync(DURABILITY_FOLDER);
+        note_synced(*layer, reached, "cannot store changes, which stay in memory");
         if (reached < 0)
             throw refusal_of(reached, writer.name(), "layer " + layer->name());
-        std::erase_if(unsynced_, [&](const Unsynced &unsynced) { return unsynced.layer == layer.get(); });
+        std::erase(unsynced_, layer.get());
         least = std::min(least, reached);
     }
     protocol::Message answer = ok_answer(request.code());

@@ -39,7 +39,8 @@ template <class Handle> void Server::own(Handle &handle) {
 }
 
 Server::Server(uv_loop_t &loop, Engine &engine, int listener, int udp, std::uint64_t flush_interval)
-    : loop_(loop), engine_(engine), listener_(listener), udp_(udp), flush_interval_(flush_interval) {
+    : loop_(loop), engine_(engine), listener_(listener), udp_(udp), flush_interval_(flush_interval),
+      places_(engine.limits()[Limit::clients], geteuid()) {
     uv_poll_init(&loop_, &listener_poll_, listener_);
     own(listener_poll_);
     if (udp_ >= 0) {
@@ -48,6 +49,8 @@ Server::Server(uv_loop_t &loop, Engine &engine, int listener, int udp, std::uint
     }
     uv_prepare_init(&loop_, &prepare_);
     own(prepare_);
+    uv_idle_init(&loop_, &again_);
+    own(again_);
     for (uv_timer_t *timer : {&house_timer_, &flush_timer_, &wait_timer_, &end_timer_}) {
         uv_timer_init(&loop_, timer);
         own(*timer);
@@ -68,7 +71,7 @@ void Server::run(const std::function<void()> &stopping) {
     if (udp_ >= 0)
         uv_poll_start(&udp_poll_, UV_READABLE, [](uv_poll_t *h, int, int) { server_of(h).receive_datagrams(); });
     // Before the loop waits again: behind the sockets of the last turn, and behind the timers.
-    uv_prepare_start(&prepare_, [](uv_prepare_t *h) { server_of(h).end_of_turn(); });
+    uv_prepare_start(&prepare_, [](uv_prepare_t *h) { server_of(h).end_of_look(); });
     uv_timer_start(
         &house_timer_, [](uv_timer_t *h) { server_of(h).keep_house(); }, kHouseInterval, kHouseInterval);
     uv_timer_start(
@@ -85,22 +88,25 @@ void Server::for_each(const std::function<void(Connection &)> &visit) const {
 
 // ---- arriving
 
-// One line a second at most: strangers must not fill the log.
 bool Server::is_full(const char *what, bool datagram) {
     // UDP peers, which anybody can pretend to be, get no more than a half of the places.
     const std::size_t most = engine_.limits()[Limit::clients];
     const bool full = streams_.size() + datagrams_.size() >= most || (datagram && datagrams_.size() >= (most + 1) / 2);
-    if (!full)
-        return false;
+    if (full)
+        refuse(what, std::to_string(most) + " connections are the limit");
+    return full;
+}
+
+// One line a second at most: strangers must not fill the log.
+void Server::refuse(const char *what, const std::string &why) {
     ++engine_.statistics().refused;
     ++refusals_not_logged_;
-    if (now() - last_refusal_logged_ >= kRefusalLogInterval || last_refusal_logged_ == 0) {
-        log_error(std::string(what) + " refused (" + std::to_string(refusals_not_logged_) + " since the last line): " +
-                  std::to_string(engine_.limits()[Limit::clients]) + " connections are the limit");
-        last_refusal_logged_ = now();
-        refusals_not_logged_ = 0;
-    }
-    return true;
+    if (last_refusal_logged_ != 0 && now() - last_refusal_logged_ < kRefusalLogInterval)
+        return;
+    log_error(std::string(what) + " refused (" + std::to_string(refusals_not_logged_) +
+              " since the last line): " + why);
+    last_refusal_logged_ = now();
+    refusals_not_logged_ = 0;
 }
 
 void Server::accept_all() {
@@ -121,7 +127,11 @@ void Server::accept_all() {
 void Server::accept_one(Fd fd) {
     if (is_full("connection", false))
         return;
+    const std::optional<ucred> peer = credentials_of(fd.get());
+    if (const std::optional<std::string> why = places_.refusal(peer))
+        return refuse("connection", *why);
     const ConnectionNumber number = ++last_number_;
+    places_.take(number, peer);
     auto connection = std::make_unique<StreamConnection>(*this, engine_, number, std::move(fd));
     log_info(connection->description() + " opened");
     ++engine_.statistics().accepted;
@@ -130,11 +140,18 @@ void Server::accept_one(Fd fd) {
 }
 
 Connection *Server::datagram_peer(const sockaddr_in &peer, const std::uint8_t *data, std::size_t size) {
+    // Before anything is said of the peer: whoever can write its address as his own must not spoil its connection so
+    // easily.
+    const bool is_packet =
+        size >= PACKET_HEADER_SIZE && size <= PACKET_SIZE && std::memcmp(data, PACKET_MAGIC, PACKET_MAGIC_SIZE) == 0;
+    if (!is_packet || ntohs(peer.sin_port) > kHighestPort || peer.sin_port == 0) {
+        ++engine_.statistics().ignored;
+        return nullptr;
+    }
     const auto found = datagrams_.find(peer_key(peer));
     if (found != datagrams_.end())
         return found->second.get();
-    const bool is_packet = size >= PACKET_HEADER_SIZE && std::memcmp(data, PACKET_MAGIC, PACKET_MAGIC_SIZE) == 0;
-    if (!is_packet || ntohs(peer.sin_port) > kHighestPort || peer.sin_port == 0 || is_full("UDP peer", true))
+    if (is_full("UDP peer", true))
         return nullptr;
     const ConnectionNumber number = ++last_number_;
     auto connection = std::make_unique<DatagramConnection>(*this, engine_, number, udp_, peer);
@@ -153,9 +170,9 @@ void Server::receive_datagrams() {
             recvfrom(udp_, buffer, sizeof buffer, MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&peer), &length);
         if (n < 0 && errno != EINTR)
             return;
-        const auto size = static_cast<std::size_t>(std::max<ssize_t>(n, 0));
-        if (size == 0 || size > PACKET_SIZE || length != sizeof peer)
+        if (n < 0 || length != sizeof peer)
             continue;
+        const auto size = static_cast<std::size_t>(n);
         Connection *const connection = datagram_peer(peer, buffer, size);
         if (connection != nullptr && !connection->is_doomed())
             connection->receive_datagram(buffer, size, now());
@@ -177,6 +194,7 @@ void Server::doom(Connection &connection, const std::string &why) {
 void Server::close(ConnectionNumber number) {
     if (const auto stream = streams_.find(number); stream != streams_.end()) {
         std::erase(owing_, stream->second.get());
+        places_.give_back(number);
         StreamConnection::retire(std::move(stream->second));
         streams_.erase(stream);
         --engine_.statistics().connections;
@@ -199,6 +217,16 @@ void Server::close_leavers() {
 }
 
 // ---- turns and timers
+
+// While a handle of the idle kind runs, the loop looks at the sockets again without waiting.
+void Server::end_of_look() {
+    if (gathering_.goes_on(engine_.statistics().requests)) {
+        uv_idle_start(&again_, [](uv_idle_t *) {});
+        return;
+    }
+    uv_idle_stop(&again_);
+    end_of_turn();
+}
 
 void Server::end_of_turn() {
     do {

@@ -3,6 +3,8 @@
 #pragma once
 
 #include "daemon/connection.h"
+#include "daemon/gathering.h"
+#include "daemon/places.h"
 #include "daemon/socket.h"
 
 #include <uv.h>
@@ -91,6 +93,7 @@ private:
     void accept_one(Fd fd);
     void receive_datagrams();
     Connection *datagram_peer(const sockaddr_in &peer, const std::uint8_t *data, std::size_t size);
+    void end_of_look();
     void end_of_turn();
     void close_leavers();
     void close(ConnectionNumber number);
@@ -100,6 +103,7 @@ private:
     void end_when_drained();
     void close_everything();
     bool is_full(const char *what, bool datagram);
+    void refuse(const char *what, const std::string &why);
     void for_each(const std::function<void(Connection &)> &visit) const;
 
     template <class Handle> void own(Handle &handle);
@@ -112,6 +116,7 @@ private:
     ConnectionNumber last_number_ = 0;
     std::unordered_map<ConnectionNumber, std::unique_ptr<StreamConnection>> streams_;
     std::unordered_map<std::uint64_t, std::unique_ptr<DatagramConnection>> datagrams_; // by address and port
+    Places places_;                                                                    // of the streams
     std::vector<Connection *> owing_;
     std::vector<ConnectionNumber> leaving_;
     std::uint64_t last_refusal_logged_ = 0;
@@ -123,6 +128,8 @@ private:
     uv_poll_t listener_poll_{};
     uv_poll_t udp_poll_{};
     uv_prepare_t prepare_{};
+    uv_idle_t again_{}; // runs while a turn gathers requests
+    Gathering gathering_;
     uv_timer_t house_timer_{};
     uv_timer_t flush_timer_{};
     uv_timer_t wait_timer_{};

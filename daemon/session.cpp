@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::uint64_t kMillisecondsPerSecond = 1000;
 
-Value value_or_empty(const Value &value) {
+Value value_or_empty(const SharedValue &value) {
     return value != nullptr ? copy_of(*value) : make_string("");
 }
 

@@ -21,7 +21,7 @@ namespace varnel::daemon {
 struct WriteRow {
     std::string group;
     std::string name;
-    Value value;
+    SharedValue value;
 };
 
 // Rows that wait for the request that does them.

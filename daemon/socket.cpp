@@ -167,13 +167,18 @@ std::string name_of_peer(const sockaddr_in &peer) {
     return std::string(host) + ":" + std::to_string(ntohs(peer.sin_port));
 }
 
-std::string peer_of(int fd) {
+std::optional<ucred> credentials_of(int fd) {
     ucred peer{};
     socklen_t length = sizeof peer;
-    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0)
+    return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) == 0 ? std::optional(peer) : std::nullopt;
+}
+
+std::string peer_of(int fd) {
+    const std::optional<ucred> peer = credentials_of(fd);
+    if (!peer)
         return "unknown";
-    return "pid " + std::to_string(peer.pid) + ", user " + std::to_string(peer.uid) + ", group " +
-           std::to_string(peer.gid);
+    return "pid " + std::to_string(peer->pid) + ", user " + std::to_string(peer->uid) + ", group " +
+           std::to_string(peer->gid);
 }
 
 } // namespace varnel::daemon

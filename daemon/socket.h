@@ -6,7 +6,9 @@
 
 #include <cstdint>
 #include <netinet/in.h>
+#include <optional>
 #include <string>
+#include <sys/socket.h>
 #include <sys/types.h>
 
 namespace varnel::daemon {
@@ -56,6 +58,9 @@ bool is_writable(int fd);
 
 // "192.0.2.1:4711".
 std::string name_of_peer(const sockaddr_in &peer);
+
+// The process at the other end of a UNIX socket, as it was when it connected; nothing when the system does not tell.
+std::optional<ucred> credentials_of(int fd);
 
 // "pid 1234, user 0, group 0" of the other end of a UNIX socket.
 std::string peer_of(int fd);

@@ -9,8 +9,8 @@
  *
  * Copies.   One backend copy in one layer is one store, independent of every other: state lies behind b->user_data,
  *           which belongs to the module and is all zero before module_init, never in variables of the module.
- * Settings. b->config has the backend's settings with the layer's laid over them, l->name the layer's name. When
- *           module_init runs, the layer is still being filled: look at nothing else in it.
+ * Settings. b->config has the backend's settings with the layer's laid over them, l->name the layer's name; both last
+ *           until module_destroy. When module_init runs, the layer is still being filled: look at nothing else in it.
  * Keys.     An xkey names a group, or a value in a group when it has a name. Its layer is the one that the client asked
  *           for; a module does not look at it. Group and name are compared byte by byte up to their terminator.
  * Changes.  Setting and unsetting may keep a change in memory, where every reader sees it; module_sync brings it to the

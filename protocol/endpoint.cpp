@@ -53,6 +53,10 @@ void Endpoint::put(const std::uint8_t *data, std::size_t size) {
     circle_buf_put(record_->recv_buf, data, static_cast<std::int32_t>(size));
 }
 
+Endpoint::Header Endpoint::header_of(const std::uint8_t *packet) {
+    return {load_word(packet + 6), load_word(packet + 10), load_word(packet + 14), load_word(packet + 18)};
+}
+
 bool Endpoint::peek(Header &header) const {
     std::uint8_t bytes[PACKET_HEADER_SIZE];
     const std::int32_t there = circle_buf_get_peek(record_->recv_buf, bytes, sizeof bytes);
@@ -61,7 +65,7 @@ bool Endpoint::peek(Header &header) const {
         throw Malformed("bytes that make no packet");
     if (there < PACKET_HEADER_SIZE)
         return false;
-    header = {load_word(bytes + 6), load_word(bytes + 10), load_word(bytes + 14), load_word(bytes + 18)};
+    header = header_of(bytes);
     return true;
 }
 
@@ -118,11 +122,31 @@ void Endpoint::parse(const Header &header) {
         return;
     if (header.count > 1)
         drop_delivered(id);
-    message_.reserve(static_cast<std::size_t>(length) + 2); // the reader's spare bytes, without a second copy
-    message_.assign(data, data + length);
+    deliver(id, data, static_cast<std::size_t>(length));
+}
+
+void Endpoint::deliver(std::uint32_t id, const std::uint8_t *data, std::size_t size) {
+    message_.reserve(size + 2); // the reader's spare bytes, without a second copy
+    message_.assign(data, data + size);
     owner_.deliver(id, message_);
     if (message_.capacity() > kLargestKept)
         message_ = Bytes();
+}
+
+std::size_t Endpoint::take(const std::uint8_t *data, std::size_t size) {
+    std::size_t taken = 0;
+    while (waiting() == 0 && size - taken >= PACKET_HEADER_SIZE) {
+        const std::uint8_t *const packet = data + taken;
+        const Header header = header_of(packet);
+        if (header.count != 1 || std::memcmp(packet, PACKET_MAGIC, PACKET_MAGIC_SIZE) != 0)
+            break;
+        check(header);
+        if (size - taken < PACKET_HEADER_SIZE + header.length)
+            break;
+        taken += PACKET_HEADER_SIZE + header.length;
+        deliver(header.id, packet + PACKET_HEADER_SIZE, header.length);
+    }
+    return taken;
 }
 
 bool Endpoint::proceed() {
@@ -159,7 +183,7 @@ bool Endpoint::send_packet(std::uint32_t id, std::span<const std::uint8_t> messa
 }
 
 bool Endpoint::send(std::uint32_t id, std::span<const std::uint8_t> message) {
-    if (sending() != 0 && is_sending(id))
+    if (is_sending(id))
         return false;
     if (!message.empty() && message.size() <= PACKET_PAYLOAD_MAX)
         return send_packet(id, message);
@@ -167,7 +191,7 @@ bool Endpoint::send(std::uint32_t id, std::span<const std::uint8_t> message) {
 }
 
 bool Endpoint::is_sending(std::uint32_t id) const {
-    return hashmap_contains(record_->send_map, &id) != 0;
+    return sending() != 0 && hashmap_contains(record_->send_map, &id) != 0;
 }
 
 std::uint32_t Endpoint::sending() const {

@@ -24,6 +24,9 @@ struct EndpointBounds {
 // What an endpoint asks of its owner.
 class EndpointOwner {
 public:
+    EndpointOwner(const EndpointOwner &) = delete;
+    EndpointOwner &operator=(const EndpointOwner &) = delete;
+
     // Whether the socket takes one more packet now. Without room nothing is written: call proceed again when there is.
     virtual bool has_room() = 0;
 
@@ -31,6 +34,7 @@ public:
     virtual void deliver(std::uint32_t id, Bytes &bytes) = 0;
 
 protected:
+    EndpointOwner() = default;
     ~EndpointOwner() = default;
 };
 
@@ -39,6 +43,10 @@ class Endpoint {
 public:
     // Takes the record over (client_free). A nullptr is std::bad_alloc.
     Endpoint(client *record, const EndpointBounds &bounds, EndpointOwner &owner);
+
+    // Delivers the messages of one packet that data begins with, when nothing waits in the ring: they need no place
+    // there. The bytes that it has taken; the rest is for put. Malformed as for proceed.
+    std::size_t take(const std::uint8_t *data, std::size_t size);
 
     // Bytes that put takes now.
     [[nodiscard]] std::size_t space() const;
@@ -68,10 +76,12 @@ private:
         std::uint32_t id, count, index, length;
         [[nodiscard]] bool acknowledges() const { return count == 0 && length == 0; }
     };
+    static Header header_of(const std::uint8_t *packet);
     bool peek(Header &header) const;
     void check(const Header &header) const;
     [[nodiscard]] std::int32_t waiting() const { return record_->recv_buf->length; }
     void parse(const Header &header);
+    void deliver(std::uint32_t id, const std::uint8_t *data, std::size_t size);
     bool send_packet(std::uint32_t id, std::span<const std::uint8_t> message);
     [[nodiscard]] const msginfo *arriving(const Header &header) const;
     bool drop_repeated(const Header &header);

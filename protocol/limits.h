@@ -45,14 +45,24 @@ struct LimitRow {
 constexpr std::uint32_t kMostParameters = 4096;     // XMESSAGE_MAX_PARAMS
 constexpr std::uint32_t kLargestMessage = 16777216; // far below what the transport's 32-bit counters take
 
+constexpr std::uint32_t kLargestValue = 65535; // a string's length has 16 bits on the wire
+
+// Lists come in pages of about so many bytes; a single row may be larger.
+constexpr std::uint32_t kPageBytes = 65536;
+
+// A client that takes its answers must be able to get every page: the largest one holds a change with two values.
+constexpr std::uint32_t kLeastQueueBytes = 2 * (kLargestValue + 1) + 2048;
+
 constexpr LimitRow kLimits[] = {
     {"clients", "connections", 256, 1, 65536, "descriptors and rings are finite; UDP peers count, too"},
     {"message_bytes", "bytes", 262144, 1024, kLargestMessage, "a request is collected in memory before it is read"},
     {"packets", "packets", 300, 1, 65536, "a header can announce any number; slots are allocated for all of them"},
     {"unfinished", "messages", 4, 1, 256, "every unfinished message keeps its packets in memory"},
     {"parameters", "parameters", kMostParameters, 16, kMostParameters, "each becomes a record and a block"},
-    {"value_bytes", "bytes", 65535, 64, 65535, "a string's length has 16 bits on the wire, its zero byte counted"},
-    {"queue_bytes", "bytes", 1048576, 4096, 268435456, "answers that a client does not take wait in memory"},
+    {"value_bytes", "bytes", kLargestValue, 64, kLargestValue,
+     "a string's length has 16 bits on the wire, its zero byte counted"},
+    {"queue_bytes", "bytes", 1048576, kLeastQueueBytes, 268435456,
+     "answers that a client does not take wait in memory"},
     {"queue_messages", "messages", 1024, 1, 65536, "the same, for small answers"},
     {"events", "events", 256, 1, 65536, "a slow subscriber must not make the daemon grow"},
     {"subscriptions", "keys", 64, 1, 4096, "every change is compared with all of them"},

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "protocol/protocol.h"
 
+#include "common/setting_words.h"
+
 #include <iterator>
 
 namespace varnel::protocol {
@@ -13,8 +15,6 @@ constexpr const char *kStatusNames[] = {
     "too_large", "too_many",  "too_fast", "unsupported", "no_memory"};
 static_assert(std::size(kStatusNames) == static_cast<std::size_t>(Status::count));
 
-constexpr const char *kDurabilityNames[] = {"memory", "file", "folder"};
-
 template <std::size_t n> const char *name_in(const char *const (&names)[n], std::uint32_t index) {
     return index < n ? names[index] : "unknown";
 }
@@ -26,7 +26,7 @@ const char *status_name(std::uint32_t status) {
 }
 
 const char *durability_name(std::uint32_t durability) {
-    return name_in(kDurabilityNames, durability);
+    return name_in(kDurabilityWords, durability);
 }
 
 } // namespace varnel::protocol

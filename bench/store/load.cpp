@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "bench/store/load.h"
 
+#include "common/fd.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -56,18 +58,6 @@ double processor_time_of(pid_t process) {
     file >> user >> system;
     return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
-
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    ~Descriptor() { close(fd_); }
-    [[nodiscard]] int get() const { return fd_; }
-
-private:
-    int fd_;
-};
 
 struct Line {
     std::unique_ptr<Peer> peer;
@@ -172,7 +162,7 @@ private:
                 server / count * 1e6};
     }
 
-    Descriptor poll_;
+    Fd poll_;
     std::vector<Line> lines_;
     pid_t server_ = 0;
     std::vector<float> latencies_; // microseconds

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Control messages as the demo uses them.
+// Control messages as the demo uses them. It is all made here of the library's calls, with nothing of the folders
+// around the library, because it is to be read as an example of those calls.
 //
 // Request: layer, group, then what the code needs (an empty layer is the default layer):
 //   create_group, remove_group   nothing

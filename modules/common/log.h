@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: MIT
-// The modules' log lines, through the device's logging library.
+// The modules' log lines: those of common/device_log.h.
 #pragma once
 
-#include <string>
+#include "common/device_log.h"
 
 namespace varnel::modules {
 
-// One line each, without the newline. Characters that a terminal would act on are written as '?'.
-void log_error(const std::string &line);
-void log_info(const std::string &line);
+inline void log_error(const std::string &line) {
+    varnel::log_error("_varnel: ", line);
+}
+
+inline void log_info(const std::string &line) {
+    varnel::log_info("_varnel: ", line);
+}
 
 } // namespace varnel::modules

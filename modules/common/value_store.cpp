@@ -53,12 +53,12 @@ int ValueStore::find_group(std::string_view group) const {
     return groups_.find(group) != groups_.end() ? 0 : -ENOENT;
 }
 
-SharedValue ValueStore::look_up(std::string_view group, std::string_view name) const {
+const xdata *ValueStore::look_up(std::string_view group, std::string_view name) const {
     const auto found = groups_.find(group);
     if (found == groups_.end())
         return nullptr;
     const auto entry = found->second.find(name);
-    return entry != found->second.end() ? entry->second : nullptr;
+    return entry != found->second.end() ? entry->second.get() : nullptr;
 }
 
 int ValueStore::find(std::string_view group, std::string_view name) const {
@@ -68,7 +68,7 @@ int ValueStore::find(std::string_view group, std::string_view name) const {
 
 int ValueStore::get(std::string_view group, std::string_view name, xdata **value) const {
     const Lock held(lock_);
-    const SharedValue found = look_up(group, name);
+    const xdata *const found = look_up(group, name);
     if (found == nullptr)
         return -ENOENT;
     *value = copy_of(*found).release();

@@ -13,9 +13,6 @@
 
 namespace varnel::modules {
 
-// Nobody changes a value once it is in a store, so several may hold it.
-using SharedValue = std::shared_ptr<const xdata>;
-
 // Any thread may call any function at any time. Results are those of module.h; exhausted memory is std::bad_alloc.
 class ValueStore {
 public:
@@ -36,7 +33,8 @@ public:
 private:
     using Group = std::map<std::string, SharedValue, std::less<>>;
 
-    [[nodiscard]] SharedValue look_up(std::string_view group, std::string_view name) const;
+    // To be used under the lock only.
+    [[nodiscard]] const xdata *look_up(std::string_view group, std::string_view name) const;
     int visit_group(const std::string &name, const Group &group, module_visit_t visit, void *context) const;
 
     const std::string layer_;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // defaults.so: a storage module that takes factory defaults out of a text file, and takes no changes.
 //
-// Settings: "file", its path, required; "required = no" makes a missing file an empty store. docs/modules.md has the
+// Settings: "file", its path, required; "required = no" makes a missing file an empty store. docs/storage.md has the
 // form of the file.
 #include "modules/common/log.h"
 #include "modules/common/settings.h"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "modules/sqlite/database.h"
 
+#include "modules/sqlite/files.h"
+
 #include <cerrno>
 #include <new>
 
@@ -8,15 +10,36 @@ namespace varnel::modules {
 
 namespace {
 
-// Of an error in input and output, which mostly comes with the system's reason.
+// Calls SQLite so that errno tells of the call: SQLite itself has the system's reason for some failures only, and not
+// for those of COMMIT.
+template <class Call> int with_errno(Call call) {
+    errno = 0;
+    return call();
+}
+
+// Of an error in input and output.
 int result_of_io(int system_error) {
-    switch (system_error) {
+    const int result = result_of_errno(system_error);
+    switch (-result) {
     case EROFS:
     case EACCES:
     case EPERM:
-        return -system_error;
+    case ENOSPC:
+        return result;
     default:
         return -EIO;
+    }
+}
+
+// What SQLite takes for a file that is read-only, though it is another that is meant, or none of it can be read.
+const char *other_reason(int code) {
+    switch (code) {
+    case SQLITE_READONLY_ROLLBACK:
+        return "a change that was interrupted must be taken back, and the file system is read-only";
+    case SQLITE_READONLY_DBMOVED:
+        return "the file was moved or removed while it is open";
+    default:
+        return nullptr;
     }
 }
 
@@ -28,7 +51,7 @@ int result_of(int code, int system_error) {
     case SQLITE_FULL:
         return -ENOSPC;
     case SQLITE_READONLY:
-        return -EROFS;
+        return other_reason(code) != nullptr ? -ENODEV : -EROFS;
     case SQLITE_NOMEM:
         return -ENOMEM;
     case SQLITE_PERM:
@@ -45,19 +68,41 @@ int result_of(int code, int system_error) {
     }
 }
 
-// Names that start with "file:" would be taken for URIs.
-std::string as_file_name(const std::string &path) {
-    return path.starts_with('/') ? path : "./" + path;
+// An absolute path comes behind an empty host.
+std::string as_uri(const std::string &path) {
+    std::string uri = path.starts_with('/') ? "file://" : "file:";
+    for (const char c : path) {
+        switch (c) {
+        case '%':
+            uri += "%25";
+            break;
+        case '?':
+            uri += "%3f";
+            break;
+        case '#':
+            uri += "%23";
+            break;
+        default:
+            uri += c;
+        }
+    }
+    return uri;
+}
+
+int open_database(const std::string &path, Access access, sqlite3 **handle) {
+    const int mode = access == Access::write ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
+    const std::string uri = as_uri(path) + (access == Access::read_plain ? "?immutable=1" : "");
+    return sqlite3_open_v2(uri.c_str(), handle, mode | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE,
+                           access == Access::read_log ? "unix-none" : nullptr);
 }
 
 constexpr char kNothing[] = "";
 
 } // namespace
 
-Database::Database(const std::string &path) {
+Database::Database(const std::string &path, Access access) {
     sqlite3 *handle = nullptr;
-    const int code = sqlite3_open_v2(as_file_name(path).c_str(), &handle,
-                                     SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, nullptr);
+    const int code = with_errno([&] { return open_database(path, access, &handle); });
     handle_.reset(handle);
     if (handle == nullptr)
         throw std::bad_alloc();
@@ -68,11 +113,13 @@ Database::Database(const std::string &path) {
 void Database::require(int code) const {
     if (code == SQLITE_OK || code == SQLITE_ROW || code == SQLITE_DONE)
         return;
-    throw StoreError(result_of(code, sqlite3_system_errno(get())), sqlite3_errmsg(get()));
+    const int error = errno != 0 ? errno : sqlite3_system_errno(get());
+    const char *const reason = other_reason(code);
+    throw StoreError(result_of(code, error), reason != nullptr ? reason : sqlite3_errmsg(get()));
 }
 
 void Database::execute(const std::string &sql) const {
-    require(sqlite3_exec(get(), sql.c_str(), nullptr, nullptr, nullptr));
+    require(with_errno([&] { return sqlite3_exec(get(), sql.c_str(), nullptr, nullptr, nullptr); }));
 }
 
 std::string Database::ask(const std::string &sql) {
@@ -111,7 +158,7 @@ Statement &Statement::bind_bytes(int parameter, std::string_view bytes) {
 }
 
 bool Statement::step() {
-    const int code = sqlite3_step(handle_.get());
+    const int code = with_errno([this] { return sqlite3_step(handle_.get()); });
     database_.require(code);
     return code == SQLITE_ROW;
 }

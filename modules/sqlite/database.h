@@ -13,10 +13,17 @@
 
 namespace varnel::modules {
 
+enum class Access : std::uint8_t {
+    write,
+    read,      // with a lock; refused when a change that was interrupted must be taken back first
+    read_log,  // with the changes of its log; without a lock
+    read_plain // the file alone, whatever is beside it; without a lock
+};
+
 // One connection to a file that is there; one thread at a time.
 class Database {
 public:
-    explicit Database(const std::string &path);
+    explicit Database(const std::string &path, Access access = Access::write);
 
     [[nodiscard]] sqlite3 *get() const { return handle_.get(); }
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "modules/sqlite/folder.h"
 
-#include "modules/common/store.h"
+#include "modules/sqlite/files.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <system_error>
+#include <sys/statvfs.h>
 #include <unistd.h>
 #include <utility>
 
@@ -21,14 +21,9 @@ constexpr mode_t kMode = 0750;
 // whether another one followed.
 constexpr time_t kTimeStep = 2;
 
-[[noreturn]] void fail(const std::string &what) {
-    const int error = errno;
-    throw StoreError(-error, what + ": " + std::error_code(error, std::generic_category()).message());
-}
-
-int open_folder(const std::string &path) {
-    const int descriptor = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0)
+Fd open_folder(const std::string &path) {
+    Fd descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!descriptor)
         fail("cannot open the folder " + path);
     return descriptor;
 }
@@ -38,16 +33,25 @@ void sync_folder(int descriptor, const std::string &path) {
         fail("cannot sync the folder " + path);
 }
 
-// A new folder's name is in the one above it.
-int make_folder(const std::string &path) {
+// A new folder's name is in the one above it. Nothing when it can be neither found nor made, as nothing can be written.
+Fd make_folder(const std::string &path) {
     if (mkdir(path.c_str(), kMode) == 0) {
         const std::string above = path + "/..";
-        const Descriptor parent(open_folder(above));
+        const Fd parent = open_folder(above);
         sync_folder(parent.get(), above);
+    } else if (errno == EROFS) {
+        return {};
     } else if (errno != EEXIST) {
         fail("cannot make the folder " + path);
     }
     return open_folder(path);
+}
+
+bool is_read_only(const Fd &folder, const std::string &path) {
+    struct statvfs status = {};
+    if (folder && fstatvfs(folder.get(), &status) != 0)
+        fail("cannot ask for the file system of the folder " + path);
+    return !folder || (status.f_flag & ST_RDONLY) != 0;
 }
 
 timespec change_time(int descriptor, const std::string &path) {
@@ -63,12 +67,9 @@ bool same(const timespec &a, const timespec &b) {
 
 } // namespace
 
-Descriptor::~Descriptor() {
-    if (number_ >= 0)
-        close(number_);
+Folder::Folder(std::string path) : path_(std::move(path)), descriptor_(make_folder(path_)) {
+    read_only_ = is_read_only(descriptor_, path_);
 }
-
-Folder::Folder(std::string path) : path_(std::move(path)), descriptor_(make_folder(path_)) {}
 
 void Folder::sync() {
     synced_at_.reset();

@@ -2,32 +2,24 @@
 // The folder of the store's files.
 #pragma once
 
+#include "common/fd.h"
+
 #include <ctime>
 #include <optional>
 #include <string>
 
 namespace varnel::modules {
 
-// An open descriptor.
-class Descriptor {
-public:
-    explicit Descriptor(int number) : number_(number) {}
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    ~Descriptor();
-    [[nodiscard]] int get() const { return number_; }
-
-private:
-    int number_;
-};
-
 // Failures are StoreError.
 class Folder {
 public:
-    // Makes the folder, but not the ones above it, when it is missing.
+    // Makes the folder, but not the ones above it, when it is missing, unless its file system is read-only.
     explicit Folder(std::string path);
 
     [[nodiscard]] const std::string &path() const { return path_; }
+
+    // Whether its file system was read-only. Then there may be no folder, and nothing of what follows may be called.
+    [[nodiscard]] bool read_only() const { return read_only_; }
 
     // Brings the names of its files to the storage.
     void sync();
@@ -41,7 +33,8 @@ public:
 
 private:
     std::string path_;
-    Descriptor descriptor_;
+    bool read_only_ = false;
+    Fd descriptor_;
     std::optional<timespec> synced_at_; // change time of the folder when it was synced, once that cannot mislead
 };
 

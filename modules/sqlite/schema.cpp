@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "modules/sqlite/schema.h"
 
+#include "common/fd.h"
+#include "modules/sqlite/files.h"
+
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <fcntl.h>
 #include <string_view>
 #include <sys/stat.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace varnel::modules {
@@ -30,23 +32,8 @@ constexpr Table kTables[] = {
                  "value NOT NULL, checksum INTEGER NOT NULL, PRIMARY KEY(group_name, name)) WITHOUT ROWID"},
 };
 
-[[noreturn]] void fail(const std::string &what) {
-    const int error = errno;
-    throw StoreError(-error, what + ": " + std::error_code(error, std::generic_category()).message());
-}
-
 [[noreturn]] void refuse(const std::string &why) {
     throw StoreError(-EBADMSG, why + "; it is left as it is: restore it from a copy, or move it away to begin anew");
-}
-
-bool exists(const std::string &path) {
-    struct stat status = {};
-    return lstat(path.c_str(), &status) == 0;
-}
-
-bool has_content(const std::string &path) {
-    struct stat status = {};
-    return lstat(path.c_str(), &status) == 0 && status.st_size != 0;
 }
 
 void remove_file(const std::string &path) {
@@ -55,8 +42,8 @@ void remove_file(const std::string &path) {
 }
 
 void make_empty_file(const std::string &path) {
-    const Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kMode));
-    if (file.get() < 0 || fchmod(file.get(), kMode) != 0)
+    const Fd file(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kMode));
+    if (!file || fchmod(file.get(), kMode) != 0)
         fail("cannot make " + path);
 }
 
@@ -108,6 +95,16 @@ void check_tables(Database &database) {
 
 } // namespace
 
+bool find_file(const std::string &path) {
+    if (exists(path))
+        return true;
+    for (const char *const suffix : {"-wal", "-journal"}) {
+        if (has_content(path + suffix))
+            refuse("missing, but " + path + suffix + ", which belongs to it, is there");
+    }
+    return false;
+}
+
 void create_file(Folder &folder, const std::string &path) {
     struct Locked {
         const Folder &folder;
@@ -116,12 +113,8 @@ void create_file(Folder &folder, const std::string &path) {
         Locked &operator=(const Locked &) = delete;
         ~Locked() { folder.unlock(); }
     } const locked(folder);
-    if (exists(path))
+    if (find_file(path))
         return;
-    for (const char *const suffix : {"-wal", "-journal"}) {
-        if (has_content(path + suffix))
-            refuse("missing, but " + path + suffix + ", which belongs to it, is there");
-    }
     create_in_place(path);
     folder.sync();
 }

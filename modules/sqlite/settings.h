@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The module's settings (docs/modules.md).
+// The module's settings (docs/storage.md).
 #pragma once
 
 #include "modules/common/store.h"

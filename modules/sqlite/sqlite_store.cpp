@@ -4,6 +4,7 @@
 #include "common/key_text.h"
 #include "common/text.h"
 #include "modules/common/log.h"
+#include "modules/sqlite/read_only.h"
 #include "modules/sqlite/rows.h"
 #include "modules/sqlite/schema.h"
 
@@ -24,6 +25,7 @@ constexpr std::uint32_t kLongestString = 500'000'000;
 // The write-ahead log is emptied into the file at that size; a journal that has been longer is cut to it.
 constexpr int kLogPages = 256;
 constexpr int kLogBytes = 1 << 20;
+constexpr const char *kWriteAheadLog = "wal";
 
 // The names come from the configuration; they are parts of a file's name here.
 std::string file_name(const StoreSettings &names) {
@@ -41,6 +43,12 @@ void set_journal(Database &database, const SqliteSettings &settings) {
                      std::to_string(kLogPages) + "; PRAGMA journal_size_limit=" + std::to_string(kLogBytes));
 }
 
+// With the first transaction in that mode comes the log; its name is that of the file behind all links.
+std::string make_log(const Database &database) {
+    database.execute("BEGIN IMMEDIATE; COMMIT");
+    return sqlite3_filename_wal(sqlite3_db_filename(database.get(), "main"));
+}
+
 bool may_be_stored(const xdata &value) {
     return value.type != XDATA_STRING || value.value.s.len <= kLongestString;
 }
@@ -49,9 +57,12 @@ bool may_be_stored(const xdata &value) {
 
 SqliteStore::SqliteStore(const StoreSettings &names, const SqliteSettings &settings)
     : Store(names.layer), folder_(settings.folder), path_(settings.folder + "/" + file_name(names)),
-      durable_(settings.durable()) {
+      read_only_(folder_.read_only()), durable_(settings.durable()) {
     try {
-        open(settings);
+        if (read_only_)
+            open_read_only();
+        else
+            open(settings);
     } catch (const StoreError &error) {
         throw StoreError(error.result(), path_ + ": " + error.what());
     }
@@ -61,16 +72,28 @@ void SqliteStore::open(const SqliteSettings &settings) {
     create_file(folder_, path_);
     Database &database = database_.emplace(path_);
     check_file(database);
-    load();
+    load(database);
     set_journal(database, settings);
     writer_.emplace(database);
+    files_.emplace_back(path_);
+    if (settings.journal == kWriteAheadLog)
+        files_.emplace_back(make_log(database));
 }
 
-void SqliteStore::load() {
-    Statement group(*database_, "SELECT name, checksum FROM groups");
+void SqliteStore::open_read_only() {
+    log_info(path_ + ": takes no changes: its file system is read-only");
+    if (!find_file(path_))
+        return;
+    Database database = open_unchanged(path_);
+    check_file(database);
+    load(database);
+}
+
+void SqliteStore::load(Database &database) {
+    Statement group(database, "SELECT name, checksum FROM groups");
     while (group.step())
         values().create_group(read_group(group));
-    Statement value(*database_, "SELECT group_name, name, type, value, checksum FROM settings");
+    Statement value(database, "SELECT group_name, name, type, value, checksum FROM settings");
     while (value.step()) {
         ValueRow row = read_value(value);
         if (values().find_group(row.group) != 0)
@@ -81,7 +104,7 @@ void SqliteStore::load() {
 
 SqliteStore::~SqliteStore() {
     const int result = sync(DURABILITY_FILE);
-    if (result < 0)
+    if (result < 0 && !changes_.empty())
         log_error(path_ + ": closed without the changes since the last sync");
 }
 
@@ -90,6 +113,8 @@ SqliteStore::~SqliteStore() {
 int SqliteStore::create_group(std::string_view group) {
     if (!valid_key_part(group))
         return -EINVAL;
+    if (read_only_)
+        return -EROFS;
     const Lock held(changing_);
     if (values().find_group(group) == 0)
         return -EEXIST;
@@ -101,12 +126,16 @@ int SqliteStore::create_group(std::string_view group) {
 int SqliteStore::set(std::string_view group, std::string_view name, SharedValue value) {
     if (!valid_key_part(group) || !valid_key_part(name) || !may_be_stored(*value))
         return -EINVAL;
+    if (read_only_)
+        return -EROFS;
     const Lock held(changing_);
     changes_.set(group, name, value);
     return values().set(group, name, std::move(value));
 }
 
 int SqliteStore::remove_group(std::string_view group) {
+    if (read_only_)
+        return -EROFS;
     const Lock held(changing_);
     if (values().find_group(group) != 0)
         return -ENOENT;
@@ -115,6 +144,8 @@ int SqliteStore::remove_group(std::string_view group) {
 }
 
 int SqliteStore::remove(std::string_view group, std::string_view name) {
+    if (read_only_)
+        return -EROFS;
     const Lock held(changing_);
     if (values().find(group, name) != 0)
         return -ENOENT;
@@ -143,8 +174,12 @@ void SqliteStore::write_changes() {
 }
 
 int SqliteStore::sync(int wanted) {
+    if (read_only_)
+        return DURABILITY_FOLDER; // nothing here can be lost
     const Lock held(syncing_);
     try {
+        for (const PlacedFile &file : files_)
+            file.check();
         write_changes();
         const bool with_folder = durable_ && wanted >= DURABILITY_FOLDER;
         if (with_folder)

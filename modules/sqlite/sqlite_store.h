@@ -5,6 +5,7 @@
 #include "modules/common/store.h"
 #include "modules/sqlite/changes.h"
 #include "modules/sqlite/database.h"
+#include "modules/sqlite/files.h"
 #include "modules/sqlite/folder.h"
 #include "modules/sqlite/settings.h"
 #include "modules/sqlite/writer.h"
@@ -13,12 +14,14 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace varnel::modules {
 
 class SqliteStore final : public Store {
 public:
-    // Opens <folder>/<layer>.<backend>.sqlite. Throws StoreError.
+    // Opens <folder>/<layer>.<backend>.sqlite. On a read-only file system it takes no changes (-EROFS), and is empty
+    // where there is no such file. Throws StoreError.
     SqliteStore(const StoreSettings &names, const SqliteSettings &settings);
     SqliteStore(const SqliteStore &) = delete;
     SqliteStore &operator=(const SqliteStore &) = delete;
@@ -32,13 +35,15 @@ public:
 
 private:
     void open(const SqliteSettings &settings);
-    void load();
+    void open_read_only();
+    void load(Database &database);
     Changes take_changes();
     void write_changes();
     void report(int result, const std::string &reason);
 
     Folder folder_;
     const std::string path_;
+    const bool read_only_;
     const bool durable_;
 
     std::mutex changing_; // a change in memory goes with its note
@@ -47,6 +52,7 @@ private:
     std::mutex syncing_; // guards what follows
     std::optional<Database> database_;
     std::optional<Writer> writer_;
+    std::vector<PlacedFile> files_;
     int reported_ = 0; // the result of the last sync
 };
 

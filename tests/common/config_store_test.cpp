@@ -271,3 +271,16 @@ TEST(LayerConfig, LayersThatNobodyCanWrite) {
 }
 
 } // namespace
+
+TEST(StoreConfig, NamesOfLayersThatNoKeyCouldHaveOrNoFile) {
+    const auto layer_of = [](const std::string &name) {
+        return store_of("backends = {\nm = {\n}\n}\nlayers = {\n" + name + " = {\nm = {\n}\n}\n}\n");
+    };
+    for (const char *const name : {"a.b", "a b", "\xc3\xa4", "-", ".."})
+        EXPECT_EQ(layer_of(name), "") << name;
+    EXPECT_EQ(layer_of(std::string(255, 'a')), "");
+    for (const char *const name : {"a:b", "a/b", "/", ":", "a\x01", "\xff"})
+        EXPECT_EQ(layer_of(name).rfind("6:1 error ", 0), 0U) << name << layer_of(name);
+    EXPECT_EQ(layer_of("a/b"), "6:1 error \"a/b\" cannot be the name of a layer\n");
+    EXPECT_EQ(layer_of(std::string(256, 'a')).rfind("6:1 error ", 0), 0U);
+}

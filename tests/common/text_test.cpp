@@ -20,6 +20,15 @@ TEST(Utf8, LengthOfTheFirstCharacter) {
     EXPECT_EQ(varnel::utf8_length("\xf0\x9f\x98"), 0U);
 }
 
+TEST(Utf8, IsAllOfATextOrItIsNot) {
+    EXPECT_TRUE(varnel::is_utf8(""));
+    EXPECT_TRUE(varnel::is_utf8("a\xc3\xbc\xe2\x82\xac\xf0\x9f\x98\x80"));
+    EXPECT_FALSE(varnel::is_utf8("a\xc3\xbc\xff"));
+    EXPECT_FALSE(varnel::is_utf8("a\xc3"));
+    EXPECT_FALSE(varnel::is_utf8("\xed\xa0\x80")) << "a surrogate";
+    EXPECT_FALSE(varnel::is_utf8("\xc0\x80")) << "an overlong zero";
+}
+
 TEST(Escaped, KeepsPrintableText) {
     EXPECT_EQ(escaped("a \"b\" 'c' gr\xc3\xbcn \xe2\x82\xac"), "a \"b\" 'c' gr\xc3\xbcn \xe2\x82\xac");
 }

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <clocale>
 #include <cstdlib>
 #include <filesystem>
@@ -26,8 +27,9 @@ public:
         std::ofstream(folder_ + "/source")
             << "LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \"\"\ngrouping -1\nEND LC_NUMERIC\n";
         // Its other categories are missing, which localedef minds and we do not.
-        const std::string command =
-            "localedef --quiet --force -c -i " + folder_ + "/source " + folder_ + "/xx_XX >/dev/null 2>&1";
+        const std::string order = std::endian::native == std::endian::little ? "--little-endian" : "--big-endian";
+        const std::string command = "localedef --quiet --force -c " + order + " -i " + folder_ + "/source " + folder_ +
+                                    "/xx_XX >/dev/null 2>&1";
         static_cast<void>(!std::system(command.c_str()));
         setenv("LOCPATH", folder_.c_str(), 1);
         std::setlocale(LC_NUMERIC, "xx_XX");

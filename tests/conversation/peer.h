@@ -9,11 +9,11 @@
 
 namespace conversation_tests {
 
+using varnel::Fd;
 using varnel::conversation::Conversation;
 using varnel::conversation::Deadline;
 using varnel::conversation::Error;
 using varnel::conversation::ErrorKind;
-using varnel::conversation::Fd;
 using varnel::conversation::Milliseconds;
 using varnel::conversation::Repeat;
 

@@ -84,6 +84,23 @@ TEST(Messages, TellWhatToDoNext) {
     EXPECT_NE(refused_with(Status::busy).errors.find("'varnelctl explain KEY'"), std::string::npos);
 }
 
+TEST(Messages, TellWhichWordIsUnknownAndWhatItMayMean) {
+    const std::string help = "\n('varnelctl --help' shows how it is used)\n";
+    const std::pair<Arguments, std::string> cases[] = {
+        {{"stauts"}, "there is no command \"stauts\"; perhaps status is meant"},
+        {{"lst", "user"}, "there is no command \"lst\"; perhaps list is meant"},
+        {{"--timeout", "1", "sett", "a:b", "1"}, "there is no command \"sett\"; perhaps set is meant"},
+        {{"fly"}, "there is no command \"fly\""},
+        {{"--fast"}, "there is no option \"--fast\""},
+    };
+    for (const auto &[arguments, message] : cases) {
+        const Result result = run_alone(arguments);
+        EXPECT_EQ(result.code, 2);
+        EXPECT_EQ(result.errors, "varnelctl: " + message + help);
+    }
+    EXPECT_NE(run_alone({"get", "a:b", "--fast"}).errors.find("--fast"), std::string::npos);
+}
+
 TEST(Messages, DoNotLetTheDaemonActOnTheTerminal) {
     const std::string errors = refused_with(Status::io_error, "disk\033[2J\nvarnelctl: all is well").errors;
     EXPECT_EQ(errors, "varnelctl: io_error: disk\\x1b[2J varnelctl: all is well\n");

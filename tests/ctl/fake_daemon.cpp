@@ -17,7 +17,7 @@
 
 namespace ctl_tests {
 
-using varnel::conversation::Fd;
+using varnel::Fd;
 using varnel::protocol::Endpoint;
 
 namespace {

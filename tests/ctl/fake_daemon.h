@@ -54,7 +54,7 @@ private:
     class Connection;
     std::string folder_;
     Handler handler_;
-    varnel::conversation::Fd listener_;
+    varnel::Fd listener_;
     std::list<std::unique_ptr<Connection>> connections_;
     std::uint32_t next_event_ = varnel::protocol::kFirstEventId;
 };

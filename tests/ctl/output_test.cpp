@@ -20,11 +20,10 @@ class Output : public testing::Test {
 protected:
     // What a terminal gets to show.
     std::string shown(const Arguments &arguments) {
-        const varnel::conversation::Fd terminal(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+        const varnel::Fd terminal(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
         EXPECT_EQ(grantpt(terminal.get()), 0);
         EXPECT_EQ(unlockpt(terminal.get()), 0);
-        const varnel::conversation::Fd other_end(
-            open(ptsname(terminal.get()), O_RDWR | O_NOCTTY | O_CLOEXEC)); // keeps the text
+        const varnel::Fd other_end(open(ptsname(terminal.get()), O_RDWR | O_NOCTTY | O_CLOEXEC)); // keeps the text
         EXPECT_EQ(run_into(ptsname(terminal.get()), daemon_, arguments).code, 0);
         std::array<char, 4096> buffer{};
         const ssize_t count = read(terminal.get(), buffer.data(), buffer.size());
@@ -65,11 +64,11 @@ TEST_F(Output, ThatNobodyReadsAnyMoreEndsQuietly) {
         store_.put("user", "net", "n" + std::to_string(i), make_string(std::string(1000, 'x')));
     const std::string pipe = new_folder() + "/pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    varnel::conversation::Fd reader(open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    varnel::Fd reader(open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     Program program({"list"}, "", daemon_.path(), pipe);
     while (daemon_.requests.empty() && !program.ended())
         daemon_.serve();
-    reader = varnel::conversation::Fd();
+    reader = varnel::Fd();
     while (!program.ended())
         daemon_.serve();
     EXPECT_EQ(program.result().code, 4);

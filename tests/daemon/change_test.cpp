@@ -21,7 +21,7 @@ public:
         return *changes_;
     }
     int set(const char *group, const char *name, const char *text) {
-        return changes().set(group, name, *make_string(text));
+        return changes().set(group, name, make_string(text));
     }
     int unset(const char *group, const char *name) { return changes().unset(group, name); }
     ScriptedBackend &main() { return backend("user", "main"); }
@@ -68,7 +68,7 @@ TEST_F(ChangeTest, SettingWhatIsThereChangesNothing) {
 
 TEST_F(ChangeTest, AnotherTypeIsAnotherValue) {
     put("user", "main", "net", "port", "80");
-    EXPECT_EQ(changes().set("net", "port", *make_uint32(80)), 0);
+    EXPECT_EQ(changes().set("net", "port", make_uint32(80)), 0);
     EXPECT_EQ(words(), "net:port 80>80 ");
 }
 

@@ -128,6 +128,15 @@ TEST_F(ConnectionTest, RefusesIdsThatRequestsDoNotHave) {
     }
 }
 
+TEST_F(ConnectionTest, RefusesAnIdWhoseAnswerWaits) {
+    set(text(2000).c_str());
+    owner.every_answer_ends_a_turn = false;
+    get(7);
+    get(7);
+    connection().settle();
+    EXPECT_EQ(owner.reasons, "it has used 7 as the id of two requests; ");
+}
+
 TEST_F(ConnectionTest, RefusesAnIdWhoseAnswerIsUnderWay) {
     set(text(2000).c_str());
     get(7);
@@ -198,12 +207,12 @@ TEST_F(ConnectionTest, FourLargeAnswersAreUnderWayAtATime) {
 }
 
 TEST_F(ConnectionTest, GivesUpAClientThatDoesNotTakeItsAnswers) {
-    EXPECT_EQ(limits.set("queue_bytes", "5000"), std::nullopt);
-    set(text(2500).c_str());
-    for (std::uint32_t id = 1; id <= 5; ++id)
+    EXPECT_EQ(limits.set("queue_bytes", "150000"), std::nullopt);
+    set(text(50000).c_str());
+    for (std::uint32_t id = 1; id <= 6; ++id)
         get(id);
     EXPECT_EQ(owner.reasons, "");
-    get(6);
+    get(7);
     EXPECT_EQ(owner.reasons, "it does not take its answers; ");
 }
 
@@ -221,7 +230,7 @@ TEST_F(ConnectionTest, GivesUpAClientThatLetsManySmallAnswersWait) {
 
 TEST_F(ConnectionTest, TheQueueHasNoMemoryOfWhatHasLeftIt) {
     EXPECT_EQ(limits.set("queue_messages", "2"), std::nullopt);
-    EXPECT_EQ(limits.set("queue_bytes", "4096"), std::nullopt);
+    EXPECT_EQ(limits.set("queue_bytes", "133120"), std::nullopt);
     set(text(1500).c_str());
     for (std::uint32_t round = 0; round < 100; ++round) {
         connection().room = 0;
@@ -251,8 +260,8 @@ TEST_F(ConnectionTest, SendsTheAnswersOfATurnTogether) {
 // A queue that one turn fills is not a client that does not take its answers.
 TEST_F(ConnectionTest, OffersWhatItHasBeforeItGivesAClientUp) {
     EXPECT_EQ(limits.set("queue_messages", "2"), std::nullopt);
-    EXPECT_EQ(limits.set("queue_bytes", "4096"), std::nullopt);
-    set(text(5000).c_str());
+    EXPECT_EQ(limits.set("queue_bytes", "133120"), std::nullopt);
+    set(text(60000).c_str());
     owner.every_answer_ends_a_turn = false;
     for (std::uint32_t id = 1; id <= 3; ++id)
         get(id);
@@ -260,7 +269,7 @@ TEST_F(ConnectionTest, OffersWhatItHasBeforeItGivesAClientUp) {
         send(id, request(control_other, {"version"}));
     connection().settle();
     EXPECT_EQ(owner.reasons, "");
-    EXPECT_EQ(packets().find("1/6.1 2/6.1 3/6.1 4/1.1 "), 0U);
+    EXPECT_EQ(packets().find("1/60.1 2/60.1 3/60.1 4/1.1 "), 0U);
 }
 
 // ---- events

@@ -91,6 +91,27 @@ TEST_F(EngineCommit, AFailedSyncTakesEverythingBackAndTellsEach) {
     EXPECT_EQ(statistic("refusals"), 4U);
 }
 
+TEST_F(EngineCommit, AFullStorageDoesNotFillTheLog) {
+    fail_sync(-ENOSPC);
+    const LogCapture log;
+    for (int i = 0; i < 100; ++i)
+        ask(set_request("user", {{"net", "port", "81"}}));
+    const std::string line = "layer user: backend main cannot store changes: No space left on device";
+    EXPECT_EQ(log.texts(LogLine::error), (std::vector<std::string>{line + "\n"}));
+    now += 60000;
+    ask(set_request("user", {{"net", "port", "81"}}));
+    EXPECT_EQ(log.texts(LogLine::error).back(), line + " (100 times since the last line)\n");
+    fail_sync(-EIO);
+    EXPECT_EQ(ask(request(control_sync)).substr(0, 9), "io_error:");
+    EXPECT_EQ(log.texts(LogLine::error).back(),
+              "layer user: backend main cannot store changes, which stay in memory: Input/output error\n");
+    backend("user", "main").results.clear();
+    for (int i = 0; i < 3; ++i)
+        ask(set_request("user", {{"net", "port", "81"}}));
+    EXPECT_EQ(log.texts(LogLine::error).size(), 3U);
+    EXPECT_EQ(log.texts(LogLine::info), (std::vector<std::string>{"layer user: backend main stores changes again\n"}));
+}
+
 TEST_F(EngineCommit, GoesOnAfterAFailedSync) {
     fail_sync(-EIO);
     EXPECT_EQ(ask(set_request("user", {{"net", "port", "80"}})), "io_error: backend main: Input/output error");

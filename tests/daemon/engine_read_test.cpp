@@ -181,3 +181,28 @@ TEST_F(EngineRead, AnAnswerThatIsTooLargeIsRefused) {
     EXPECT_EQ(ask(request(control_status, {"", "a", "b"})), "too_large: an answer of more than 4096 parameters");
     EXPECT_EQ(ask(get_request("", "a", "b")), "not_found: user:a:b is not there");
 }
+
+// Whoever takes his answers one by one must get each of them.
+TEST_F(EngineRead, AnAnswerIsNoLargerThanTheQueue) {
+    EXPECT_EQ(limits.set("queue_bytes", "133120"), std::nullopt);
+    const std::string value(60000, 'x');
+    for (const char *const name : {"top", "main"})
+        put("user", name, "net", "port", value.c_str());
+    EXPECT_EQ(ask(request(control_status, {"", "net", "port"})).substr(0, 3), "ok ");
+    put("user", "base", "net", "port", value.c_str());
+    EXPECT_EQ(ask(request(control_status, {"", "net", "port"})).substr(0, 20), "too_large: an answer");
+    EXPECT_EQ(ask(get_request("", "net", "port")).substr(0, 3), "ok ");
+}
+
+TEST_F(EngineRead, APageIsNoLargerThanItMayBeHoweverLongTheNamesAre) {
+    const std::string name(200, 'b');
+    build(
+        ("backends = {\n" + name + " = {\nlibrary = scripted\n}\n}\nlayers = {\nuser = {\n" + name + " = {\n}\n}\n}\n")
+            .c_str());
+    for (int i = 0; i < 1000; ++i)
+        put("user", name.c_str(), "g", std::to_string(i).c_str(), "1");
+    const std::string words = ask(request(control_list, {"", "", "", ""}));
+    EXPECT_EQ(words.substr(0, 9), "ok user 1");
+    EXPECT_LT(words.size(), protocol::kPageBytes);
+    EXPECT_GT(words.size(), protocol::kPageBytes / 2);
+}

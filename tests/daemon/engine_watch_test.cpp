@@ -143,6 +143,35 @@ TEST_F(EngineWatch, ARevisionThatHasNotBeenIsLost) {
     EXPECT_EQ(changed("", "", 3).substr(0, 17), "ok volatile 2 1 0");
 }
 
+// A storage in memory begins anew with every process, without events for what is gone.
+TEST_F(EngineWatch, ALayerInMemoryHasLostWhatWasBeforeTheProcess) {
+    build("backends = {\nmain = {\nlibrary = scripted\n}\n}\nlayers = {\n"
+          "kept = {\nmain = {\n}\n}\n"
+          "volatile = {\nmain = {\nreached = 0\n}\n}\n" // whatever durability it was given
+          "fixed = {\nreadonly = yes\nmain = {\nreached = 0\n}\n}\n}\n");
+    first_revision = 41;
+    for (const char *const layer_name : {"kept", "fixed"}) {
+        EXPECT_EQ(ask(notify_request(layer_name, "", "", 41)), std::string("ok ") + layer_name + " 41 0");
+        EXPECT_EQ(ask(from_request(control_changed, layer_name, "", "", 41)),
+                  std::string("ok ") + layer_name + " 41 0 0");
+    }
+    EXPECT_EQ(notify("", "", 41), "ok volatile 41 1");
+    EXPECT_EQ(changed("", "", 41), "ok volatile 41 1 0");
+    EXPECT_EQ(changed("", "", protocol::kFromNow), "ok volatile 41 0 0");
+    set("net", "port", "80");
+    EXPECT_EQ(changed("net", "port", 41), "ok volatile 43 1 0 43 2 volatile net port '' 80");
+    EXPECT_EQ(changed("net", "port", 42), "ok volatile 43 0 0 43 2 volatile net port '' 80");
+}
+
+TEST_F(EngineWatch, ALayerInMemoryOfANewStoreHasLostNothing) {
+    build("backends = {\nmain = {\nlibrary = scripted\nreached = 0\n}\n}\nlayers = {\nvolatile = {\nmain = {\n}\n"
+          "}\n}\n");
+    EXPECT_EQ(notify("", "", 0), "ok volatile 0 0");
+    set("net", "port", "80");
+    EXPECT_EQ(changed("net", "port", 0), "ok volatile 2 0 0 2 2 volatile net port '' 80");
+    EXPECT_EQ(changed("net", "port", 1), "ok volatile 2 0 0 2 2 volatile net port '' 80");
+}
+
 TEST_F(EngineWatch, ASlowSubscriberIsToldOnceThatItLostEvents) {
     EXPECT_EQ(limits.set("events", "3"), std::nullopt);
     notify();

@@ -52,6 +52,45 @@ TEST_F(EngineWrite, TheSameAgainChangesNothing) {
     EXPECT_EQ(engine().revision(), 2U);
 }
 
+// Nobody can read what stood there between the rows of one request.
+TEST_F(EngineWrite, OfAKeyThatComesTwiceTheLastRowCounts) {
+    put("user", "main", "net", "port", "1");
+    put("user", "main", "net", "kept", "1");
+    ask(client(2), notify_request("user"));
+    EXPECT_EQ(ask(set_request("", {{"net", "port", "2"},
+                                   {"net", "kept", "2"},
+                                   {"net", "host", "a"},
+                                   {"net", "port", "3"},
+                                   {"net", "kept", "1"},
+                                   {"disk", "port", "4"}})),
+              "ok user main 2 4 3");
+    EXPECT_EQ(events(client(2)), "1 changed net:host ->a; 2 changed net:port 1>3; 3 created disk; "
+                                 "4 changed disk:port ->4; ");
+    EXPECT_EQ(ask(unset_request("", {{"net", "port", ""}, {"net", "port", ""}})), "ok user main 2 5 1");
+    EXPECT_EQ(events(client(2)), "5 changed net:port 3>-; ");
+}
+
+TEST_F(EngineWrite, OfAKeyThatComesInTwoPartsTheLastRowCounts) {
+    EXPECT_EQ(ask(set_request("", {{"net", "port", "2"}}, 0, kMore)), "ok user main 0 0 0");
+    EXPECT_EQ(ask(set_request("", {{"net", "port", "3"}}, 0, kReplace)), "ok user main 2 2 1");
+    EXPECT_EQ(stored(), "[net] port=3 ");
+}
+
+// The library's reader keeps the byte as it came.
+TEST_F(EngineWrite, ABooleanIsZeroOrOne) {
+    for (int byte = 0; byte <= UINT8_MAX; ++byte) {
+        Message message(control_set);
+        message.add("volatile").add(std::uint32_t{0}).add(std::uint32_t{0}).add("g").add("a").add(make_boolean(true));
+        protocol::Bytes bytes = message.encode();
+        ASSERT_EQ(bytes.back(), 1U);
+        bytes.back() = static_cast<std::uint8_t>(byte);
+        const std::uint32_t id = ++client().last_id;
+        engine().handle(client(), id, bytes);
+        EXPECT_EQ(answer(id).substr(0, 8), byte <= 1 ? "ok volat" : "invalid:") << byte;
+    }
+    EXPECT_EQ(ask(get_request("volatile", "g", "a")), "ok true volatile main");
+}
+
 TEST_F(EngineWrite, UnsettingADefaultIsNotFound) {
     put("user", "base", "net", "port", "8080");
     EXPECT_EQ(ask(unset_request("", {{"net", "port", ""}})), "not_found: user:net:port is not there");

@@ -4,41 +4,29 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <system_error>
+#include <unistd.h>
 
 using namespace varnel::daemon;
 
 namespace {
 
-bool is_open(int fd) {
-    return fcntl(fd, F_GETFD) != -1;
-}
+bool folders_cannot_be_synced = false;
 
 class File : public FolderTest {};
 
 } // namespace
 
-TEST_F(File, FdClosesWhatItOwns) {
-    int number = -1;
-    {
-        const Fd fd(open("/dev/null", O_RDONLY));
-        number = fd.get();
-        EXPECT_TRUE(fd);
-        EXPECT_TRUE(is_open(number));
+// The C library's own, in this program.
+extern "C" int fsync(int fd) {
+    struct stat status = {};
+    if (folders_cannot_be_synced && fstat(fd, &status) == 0 && S_ISDIR(status.st_mode)) {
+        errno = EIO;
+        return -1;
     }
-    EXPECT_FALSE(is_open(number));
-    EXPECT_FALSE(Fd());
-}
-
-TEST_F(File, FdMovesItsDescriptor) {
-    Fd first(open("/dev/null", O_RDONLY));
-    const int number = first.get();
-    Fd second(std::move(first));
-    EXPECT_EQ(second.get(), number);
-    Fd third;
-    third = std::move(second);
-    EXPECT_EQ(third.get(), number);
-    EXPECT_TRUE(is_open(number));
+    return static_cast<int>(syscall(SYS_fsync, fd));
 }
 
 TEST_F(File, ReadsAFile) {
@@ -71,6 +59,29 @@ TEST_F(File, KeepsTheOldContentWhenItCannotReplaceIt) {
     EXPECT_EQ(read_file(path("file")), "old");
     EXPECT_FALSE(replace_file(path("no/such/folder/file"), "new"));
     EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(File, LeavesNoHalfOfANewFileBehind) {
+    write("file", "old");
+    std::filesystem::create_symlink("/dev/full", path("file.new")); // where nothing can be written
+    EXPECT_FALSE(replace_file(path("file"), "new"));
+    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(read_file(path("file")), "old");
+    EXPECT_EQ(entries(), (std::vector<std::string>{"file"}));
+    make_folders(path("folder/full"), 0755); // which no file can replace
+    EXPECT_FALSE(replace_file(path("folder"), "new"));
+    EXPECT_EQ(errno, EISDIR);
+    EXPECT_EQ(entries(), (std::vector<std::string>{"file", "folder"}));
+}
+
+TEST_F(File, TellsOfNewContentThatALossOfPowerMayTakeBack) {
+    write("file", "old");
+    folders_cannot_be_synced = true;
+    EXPECT_FALSE(replace_file(path("file"), "new"));
+    EXPECT_EQ(errno, EIO);
+    folders_cannot_be_synced = false;
+    EXPECT_EQ(read_file(path("file")), "new");
+    EXPECT_EQ(entries(), (std::vector<std::string>{"file"}));
 }
 
 TEST_F(File, MakesFoldersWithTheirParents) {

@@ -54,6 +54,19 @@ TEST(Limits, RefuseTextsThatAreNoNumbers) {
     EXPECT_EQ(limits[Limit::locks], 64U);
 }
 
+TEST(Limits, PromiseNoLargerMessagesThanThePacketsHold) {
+    Limits limits;
+    EXPECT_EQ(limits.fit(), std::nullopt);
+    limits.set("packets", "3");
+    EXPECT_EQ(limits.fit().value_or(""),
+              "limit message_bytes is 3006, not 262144: that is what the limit packets of 3 holds");
+    EXPECT_EQ(limits[Limit::message_bytes], 3006U);
+    EXPECT_EQ(limits[Limit::packets], 3U);
+    EXPECT_EQ(limits.fit(), std::nullopt);
+    limits.set("packets", "65536");
+    EXPECT_EQ(limits.fit(), std::nullopt);
+}
+
 TEST(Limits, RefuseNamesThatAreNone) {
     Limits limits;
     EXPECT_EQ(limits.set("lock", "1").value_or(""), "there is no limit \"lock\"");

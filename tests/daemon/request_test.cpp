@@ -57,7 +57,7 @@ TEST(Request, EveryResultOfAModuleHasItsStatus) {
     } rows[] = {
         {ENOENT, Status::not_found},    {EEXIST, Status::exists},      {EROFS, Status::read_only},
         {EACCES, Status::read_only},    {EPERM, Status::read_only},    {EINVAL, Status::invalid},
-        {ENOSPC, Status::no_space},     {EDQUOT, Status::no_space},    {EFBIG, Status::io_error},
+        {ENOSPC, Status::no_space},     {EDQUOT, Status::no_space},    {EFBIG, Status::no_space},
         {ENOMEM, Status::no_memory},    {ENODEV, Status::unavailable}, {EBUSY, Status::unavailable},
         {EBADMSG, Status::unavailable}, {EPROTO, Status::unavailable}, {EIO, Status::io_error},
         {ENOTDIR, Status::io_error},    {99999, Status::io_error},

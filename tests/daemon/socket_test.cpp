@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 using namespace varnel::daemon;
+using varnel::Fd;
 
 namespace {
 

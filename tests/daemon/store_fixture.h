@@ -90,6 +90,8 @@ public:
     void build(const char *configuration = kThreeBackends) {
         store_.reset();
         store_ = std::make_unique<varnel::daemon::Store>(tree_of(configuration), MODULE_DIR);
+        for (const auto &layer_store : store_->layers())
+            forget_calls(*layer_store);
     }
     varnel::daemon::Store &store() {
         if (store_ == nullptr)
@@ -124,5 +126,13 @@ public:
     }
 
 private:
+    // Being built, a layer asks its storage whether it lasts.
+    static void forget_calls(const varnel::daemon::LayerStore &layer_store) {
+        for (const varnel::daemon::BackendAccess &access : layer_store.backends()) {
+            if (ScriptedBackend *const copy = find_copy(layer_store.name().c_str(), access.name().c_str()))
+                copy->calls.clear();
+        }
+    }
+
     std::unique_ptr<varnel::daemon::Store> store_;
 };

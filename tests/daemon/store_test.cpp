@@ -85,5 +85,5 @@ TEST_F(StoreOfLayers, RefusesConfigurationsWithoutItsGroups) {
 TEST_F(StoreOfLayers, RefusesADurabilityThatIsNone) {
     EXPECT_EQ(message_of("backends = {\n main = {\n library = scripted\n }\n}\n"
                          "layers = {\n user = {\n durability = safe\n main = {\n }\n }\n}\n"),
-              "layer user: durability \"safe\" is none of memory, file, folder");
+              "layer user: durability \"safe\" is not memory, file or folder");
 }

@@ -40,7 +40,7 @@ struct Side {
 
     // As a program does: as many bytes as there is room for, then what they make.
     void feed(const Bytes &bytes) {
-        for (std::size_t at = 0; at < bytes.size();) {
+        for (std::size_t at = endpoint.take(bytes.data(), bytes.size()); at < bytes.size();) {
             const std::size_t some = std::min(bytes.size() - at, endpoint.space());
             endpoint.put(bytes.data() + at, some);
             at += some;

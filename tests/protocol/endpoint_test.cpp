@@ -32,6 +32,46 @@ TEST(Endpoint, DeliversAllPacketsOfOnePut) {
     EXPECT_EQ(side.owner.delivered, (Delivered{{1, bytes_of("a")}, {2, bytes_of("b")}, {3, bytes_of("c")}}));
 }
 
+TEST(Endpoint, TakesMessagesOfOnePacketPastTheRing) {
+    Side side;
+    const Bytes first = join({packet(1, 1, 1, bytes_of("a")), packet(2, 1, 1, bytes_of("b"))});
+    const Bytes all = join({first, packets_of(3, pattern(1003))[0], packet(4, 1, 1, bytes_of("d"))});
+    EXPECT_EQ(side.endpoint.take(all.data(), all.size()), first.size()); // up to the one of several packets
+    EXPECT_EQ(side.owner.delivered, (Delivered{{1, bytes_of("a")}, {2, bytes_of("b")}}));
+    EXPECT_FALSE(side.endpoint.holds_bytes());
+    EXPECT_TRUE(side.sent().empty());
+}
+
+TEST(Endpoint, TakesNothingPastBytesThatWaitInTheRing) {
+    Side side;
+    const Bytes one = packet(1, 1, 1, bytes_of("a"));
+    side.put({one[0]});
+    EXPECT_EQ(side.endpoint.take(one.data(), one.size()), 0U);
+    EXPECT_TRUE(side.owner.delivered.empty());
+}
+
+TEST(Endpoint, TakesNoPacketThatIsNotWhole) {
+    Side side;
+    const Bytes one = packet(1, 1, 1, bytes_of("abc"));
+    for (std::size_t size = 0; size < one.size(); ++size)
+        EXPECT_EQ(side.endpoint.take(one.data(), size), 0U) << size;
+    EXPECT_TRUE(side.owner.delivered.empty());
+    EXPECT_EQ(side.endpoint.take(one.data(), one.size()), one.size());
+}
+
+TEST(Endpoint, ChecksWhatItTakes) {
+    Side side;
+    Bytes long_one = packet(1, 1, 1, bytes_of("abc"));
+    long_one[PACKET_HEADER_SIZE - 2] = 4; // 1027 bytes
+    EXPECT_THROW(side.endpoint.take(long_one.data(), long_one.size()), Malformed);
+    const Bytes second = packet(1, 1, 2, bytes_of("abc"));
+    EXPECT_THROW(side.endpoint.take(second.data(), second.size()), Malformed);
+    Bytes other = packet(1, 1, 1, bytes_of("abc"));
+    other[0] = 'v';
+    EXPECT_EQ(side.endpoint.take(other.data(), other.size()), 0U); // for the ring, which refuses it
+    EXPECT_TRUE(side.owner.delivered.empty());
+}
+
 // Every way to cut three packets into two pieces.
 TEST(Endpoint, DeliversWhateverTheSplit) {
     const Bytes all = join({packet(1, 1, 1, pattern(1002)), packets_of(2, pattern(1003, 5))[0],

@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <functional>
+#include <unistd.h>
 
 namespace varnel::test {
 
@@ -118,8 +119,8 @@ void take_no_answers(Limited &daemon, std::size_t value_bytes) {
 }
 
 void reach_queue_bytes() {
-    Limited daemon("queue_bytes", 4096);
-    take_no_answers(daemon, 3000);
+    Limited daemon("queue_bytes", protocol::kLeastQueueBytes);
+    take_no_answers(daemon, 60000);
 }
 
 void reach_queue_messages() {
@@ -284,6 +285,12 @@ const struct {
     {"rate", reach_rate},
 };
 
+Status status_of_new_peer(const Daemon &daemon) {
+    Peer peer = Peer::over_unix(daemon.socket);
+    peer.send(encode(packet_of(1, kVersion.encode(), 1)));
+    return peer.receive() ? Status::ok : Status::too_many;
+}
+
 class LimitRows : public testing::TestWithParam<std::size_t> {};
 
 TEST_P(LimitRows, IsReached) {
@@ -296,6 +303,59 @@ INSTANTIATE_TEST_SUITE_P(Table, LimitRows, testing::Range(std::size_t{0}, std::s
                          [](const testing::TestParamInfo<std::size_t> &row) {
                              return protocol::kLimits[row.param].name;
                          });
+
+// A program that forgets its connections leaves room for others.
+TEST(Clients, OfOneProcessDoNotGetAllPlaces) {
+    Limited daemon("clients", 8);
+    std::vector<Peer> peers;
+    for (int i = 0; i < 7; ++i) {
+        peers.push_back(Peer::over_unix(daemon.socket));
+        EXPECT_EQ(status_of(peers.back().ask(1, kVersion)), Status::ok);
+    }
+    for (int i = 0; i < 5; ++i) {
+        Peer refused = Peer::over_unix(daemon.socket);
+        EXPECT_TRUE(refused.is_closed());
+    }
+    EXPECT_TRUE(daemon.logs("connection refused (1 since the last line): process " + std::to_string(getpid()) +
+                            " has 7 of the 8 places"));
+    EXPECT_LE(daemon.log_lines("refused"), 2U); // one a second
+    EXPECT_EQ(daemon.control({"set", "volatile:g:a", "1"}).code, 0);
+    peers.pop_back();
+    EXPECT_TRUE(eventually([&] { return status_of_new_peer(daemon) == Status::ok; }));
+}
+
+// However small the limits are, a client that takes its answers gets all of them.
+TEST(Queue, OfTheLeastSizeTakesEveryAnswer) {
+    Limited daemon("queue_bytes", protocol::kLeastQueueBytes);
+    Peer peer = Peer::over_unix(daemon.socket);
+    const std::size_t most = protocol::kLargestValue;
+    peer.ask(1, set_message("volatile", std::string(255, 'g'), std::string(255, 'n'), long_text(most, 'a')));
+    peer.ask(2, set_message("volatile", std::string(255, 'g'), std::string(255, 'n'), long_text(most, 'b')));
+    const Received changed = peer.ask(3, message(control_changed, "volatile", "", "", std::uint64_t{2}));
+    ASSERT_EQ(changed.size(), 5U + 7U);
+    EXPECT_EQ(changed.at(10).value.s.len, most);
+    EXPECT_EQ(changed.at(11).value.s.len, most);
+    for (int i = 0; i < 3000; ++i)
+        peer.ask(static_cast<std::uint32_t>(4 + i), set_message("volatile", "g", std::to_string(i), long_text(40)));
+    const Received listed = peer.ask(4000, message(control_list, "volatile", "", "", ""));
+    EXPECT_EQ(listed.uint32(2), 1U);
+    EXPECT_GT(listed.size(), 2000U);
+    daemon.expect_alive(peer, 4001);
+}
+
+TEST(Packets, AreWhatALoadIsCutInto) {
+    Limited daemon("packets", 3);
+    EXPECT_TRUE(daemon.logs("limit message_bytes is 3006"));
+    EXPECT_NE(daemon.control({"status", "--limits"}).out.find("3006"), std::string::npos);
+    std::string values;
+    for (int i = 0; i < 20; ++i)
+        values += (i != 0 ? ", \"" : "\"") + std::to_string(i) + "\": \"" + std::string(700, 'x') + "\"";
+    const Outcome load =
+        daemon.control({"load", "volatile", "-"}, R"({"varnel": 1, "groups": {"g": {)" + values + "}}}");
+    EXPECT_EQ(load.code, 0) << load.err;
+    EXPECT_EQ(daemon.control({"get", "volatile:g:19"}).out, std::string(700, 'x') + "\n");
+    EXPECT_EQ(daemon.log_lines("closed: "), 0U);
+}
 
 // Beside the rows above: other ways to stop half way.
 TEST(Stall, EndsAPacketThatStopsHalfWay) {

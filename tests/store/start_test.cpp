@@ -205,13 +205,24 @@ TEST(Start, RefusesWrongUse) {
         {"--mode", "1777"},
         {"--flush-interval", "soon"},
         {"--config", "/nowhere/at/all.conf"},
+        {"--owner", ""},
+        {"--udp", ""},
+        {"--limits", ""},
     };
     for (const auto &options : cases) {
         Daemon daemon;
         daemon.config.clear();
         daemon.options = options;
-        expect_refusal(daemon, 2, "");
+        expect_refusal(daemon, 2, "varneld: ");
     }
+}
+
+// Nothing given is not the same as an empty text given: the default path is not what was asked for.
+TEST(Start, RefusesAnEmptyPath) {
+    Daemon daemon;
+    daemon.socket.clear();
+    expect_refusal(daemon, 2, "varneld: --socket: is empty");
+    EXPECT_FALSE(std::filesystem::exists(daemon.state));
 }
 
 TEST(Start, HelpAndVersionAreNoErrors) {
@@ -232,6 +243,36 @@ TEST(Start, SaysWhichModuleIsMissing) {
     EXPECT_EQ(outcome.out, "");
     EXPECT_NE(outcome.err.find(daemon.folder() / "nothing"), std::string::npos) << outcome.err;
     EXPECT_FALSE(std::filesystem::exists(daemon.socket));
+}
+
+// Each of them, and before anything is made.
+TEST(Start, SaysWhatIsWrongWithEveryModule) {
+    Daemon daemon;
+    daemon.modules = daemon.folder() / "modules";
+    ASSERT_EQ(mkdir(daemon.modules.c_str(), 0700), 0);
+    std::filesystem::create_symlink(std::string(MODULE_DIR) + "/memory.so", daemon.modules + "/memory.so");
+    write_file(daemon.modules + "/sqlite.so", "no shared object at all, but long enough for a header of one\n");
+    daemon.config.insert(daemon.config.find("memory = {\n") + 11, "\nfunction = {\nsync = no_such_function\n}\n");
+    const Outcome outcome = daemon.run_to_its_end();
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_EQ(outcome.out, "");
+    for (const char *const text :
+         {"varneld: backend defaults: module ", "/defaults.so: No such file or directory",
+          "/sqlite.so: ", "no function no_such_function for \"sync\"", "varneld: not started: "})
+        EXPECT_NE(outcome.err.find(text), std::string::npos) << text << "\n" << outcome.err;
+    for (const std::string &path : {daemon.socket, daemon.socket + ".lock", daemon.state})
+        EXPECT_FALSE(std::filesystem::exists(path)) << path;
+}
+
+TEST(Start, RefusesNamesOfLayersThatNoKeyCouldHave) {
+    Daemon daemon;
+    const std::string config = daemon.config;
+    for (const char *const name : {"a:b", "a/b"}) {
+        daemon.config = config;
+        daemon.config.replace(daemon.config.find("locked"), 6, name);
+        expect_refusal(daemon, 2, std::string("\"") + name + "\" cannot be the name of a layer");
+        EXPECT_EQ(daemon.control({"check", daemon.folder() / "varneld.conf"}).code, 1);
+    }
 }
 
 TEST(Start, GivesTheSocketItsMode) {

@@ -112,6 +112,21 @@ TEST(Udp, GarbageMakesNoPeer) {
     EXPECT_EQ(daemon.log_lines("closed:"), 0U);
 }
 
+// Anybody can write a peer's address as his own.
+TEST(Udp, GarbageFromTheAddressOfAPeerDoesNotEndItsConnection) {
+    UdpDaemon daemon;
+    Peer peer = Peer::over_udp(daemon.port);
+    EXPECT_EQ(status_of(peer.ask(1, message(control_trylock, "volatile", "g", ""))), Status::ok);
+    const std::uint64_t ignored = daemon.statistic("ignored");
+    Bytes nearly = encode(packet_of(7, message(control_other, "version").encode(), 1));
+    nearly[5] ^= 1U; // the last letter of the magic
+    for (const Bytes &garbage : {Bytes{'x'}, Bytes(22, 'V'), Bytes(1024, 0), Bytes(1200, 'V'), nearly})
+        ASSERT_TRUE(peer.send(garbage));
+    EXPECT_EQ(status_of(peer.ask(2, message(control_unlock, "volatile", "g", ""))), Status::ok); // it had the lock
+    EXPECT_EQ(daemon.statistic("ignored"), ignored + 5);
+    EXPECT_EQ(daemon.log_lines("closed:"), 0U);
+}
+
 TEST(Udp, BrokenDatagramsOfAPeerDoNotSpoilTheNext) {
     UdpDaemon daemon;
     Peer peer = Peer::over_udp(daemon.port);

@@ -87,6 +87,28 @@ TEST(Watch, LosesEventsPastItsBoundAndIsToldOnce) {
 }
 
 TEST(Watch, GoesOnAcrossACleanRestart) {
+    const auto notify_user = [](Peer &peer, std::uint32_t id, std::uint64_t from) {
+        return texts_of(peer.ask(id, message(control_notify, "user", "", "", from)));
+    };
+    StartedDaemon daemon;
+    {
+        Peer writer = Peer::over_unix(daemon.socket);
+        writer.ask(1, set_message("user", "g", "a", make_uint32(1))); // revisions 1 and 2
+    }
+    daemon.stop();
+    daemon.start();
+    Peer watcher = Peer::over_unix(daemon.socket);
+    EXPECT_EQ(notify_user(watcher, 1, 2), "0 user 2 0");
+    EXPECT_EQ(notify_user(watcher, 2, 2), "0 user 2 0"); // counts once
+    Peer late = Peer::over_unix(daemon.socket);
+    EXPECT_EQ(notify_user(late, 1, 1), "0 user 2 1"); // 2 is forgotten
+    Peer writer = Peer::over_unix(daemon.socket);
+    writer.ask(1, set_message("user", "g", "a", make_uint32(2)));
+    EXPECT_EQ(texts_of(watcher.receive_message()), "3 3 user g a 1 2");
+}
+
+// What was in memory is gone, although nothing has happened since the last revision that the watcher knows.
+TEST(Watch, OfALayerInMemoryLearnsThatARestartHasEmptiedIt) {
     StartedDaemon daemon;
     {
         Peer writer = Peer::over_unix(daemon.socket);
@@ -95,12 +117,9 @@ TEST(Watch, GoesOnAcrossACleanRestart) {
     daemon.stop();
     daemon.start();
     Peer watcher = Peer::over_unix(daemon.socket);
-    EXPECT_EQ(texts_of(notify(watcher, 1, 2)), "0 volatile 2 0");
-    EXPECT_EQ(texts_of(notify(watcher, 2, 2)), "0 volatile 2 0"); // counts once
-    Peer late = Peer::over_unix(daemon.socket);
-    EXPECT_EQ(texts_of(notify(late, 1, 1)), "0 volatile 2 1"); // 2 is forgotten
+    EXPECT_EQ(texts_of(notify(watcher, 1, 2)), "0 volatile 2 1");
     Peer writer = Peer::over_unix(daemon.socket);
-    set_number(writer, 1, 1); // the layer was in memory
+    set_number(writer, 1, 1);
     EXPECT_EQ(revision_of(watcher.receive_message()), 3U);
     EXPECT_EQ(texts_of(watcher.receive_message()), "4 2 volatile g a - 1");
 }

@@ -68,6 +68,7 @@ ScriptedBackend *scripted_find(const char *layer_name, const char *backend_name)
 int module_init(backend *b, layer *l) {
     auto &copy = copies()[{l->name, b->name}];
     copy = std::make_unique<ScriptedBackend>();
+    copy->reached = confparser_getint(b->config, "reached", DURABILITY_FOLDER);
     b->user_data[0] = copy.get();
     return 0;
 }

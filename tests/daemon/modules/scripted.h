@@ -20,7 +20,7 @@ struct ScriptedBackend {
     // A result in place of the work, for a call as above ("get net port" and "list net", too) or for its first word.
     std::map<std::string, int> results;
 
-    // The class that sync answers.
+    // The class that sync answers; at first that of the setting "reached".
     int reached = DURABILITY_FOLDER;
 
     // In place of the entry points.

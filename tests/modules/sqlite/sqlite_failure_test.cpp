@@ -38,11 +38,12 @@ protected:
 // No file grows beyond that size.
 class FullDisk : public SystemObserver {
 public:
-    explicit FullDisk(std::uint64_t size) : size_(size) {}
-    int write_error(std::uint64_t end) override { return end > size_ ? ENOSPC : 0; }
+    explicit FullDisk(std::uint64_t size, int error = ENOSPC) : size_(size), error_(error) {}
+    int write_error(std::uint64_t end) override { return end > size_ ? error_ : 0; }
 
 private:
     std::uint64_t size_;
+    int error_;
 };
 
 // Fails the syncs that it is told to, and counts those of folders.
@@ -93,6 +94,19 @@ TEST_P(SqliteFailure, AFullDiskThatGetsRoomByRemovingIsWrittenAgain) {
         EXPECT_EQ(DURABILITY_FILE, storage.store().sync(DURABILITY_FILE));
     }
     EXPECT_EQ(content_of(storage.store()), content_of_copy());
+}
+
+TEST_P(SqliteFailure, AQuotaAndALimitOfFilesAreLikeAFullDisk) {
+    const Storage storage = open();
+    ASSERT_EQ(0, storage.store().set("h", "large", make_string(std::string(300'000, 'v'))));
+    for (const int error : {EDQUOT, EFBIG}) {
+        const FullDisk full(100'000, error);
+        EXPECT_EQ(-ENOSPC, storage.store().sync()) << error;
+    }
+    Syncs syncs;
+    syncs.next_error = EDQUOT;
+    EXPECT_EQ(-ENOSPC, storage.store().sync());
+    EXPECT_EQ(DURABILITY_FILE, storage.store().sync(DURABILITY_FILE));
 }
 
 TEST_P(SqliteFailure, AnErrorThatIsNoFullDiskIsOneOfInputAndOutput) {

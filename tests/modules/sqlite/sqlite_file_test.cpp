@@ -185,6 +185,17 @@ TEST(SqliteFile, IsLockedForOtherProcesses) {
     }
 }
 
+TEST(SqliteFile, FoldersMayHaveAnyName) {
+    const SqliteFolder folder;
+    for (const char *const name : {"a?b", "a%41", "a#b", "file:a", "/a", "a b"}) {
+        const std::string path = std::filesystem::path(folder.folder()).parent_path().string() + "/" + name;
+        ASSERT_EQ(0, folder.open({{"folder", path}}).store().set("g", "n", make_int32(1))) << path;
+        EXPECT_TRUE(std::filesystem::exists(path + "/user.sqlite.sqlite")) << path;
+        EXPECT_EQ("int32_t 1", folder.open({{"folder", path}}).store().read("g", "n")) << path;
+        EXPECT_EQ("int32_t 1", folder.open({{"folder", "/" + path}}).store().read("g", "n")) << path;
+    }
+}
+
 TEST(SqliteFile, AnAttemptThatACrashEndedIsNoObstacle) {
     const SqliteFolder folder;
     std::filesystem::create_directory(folder.folder());

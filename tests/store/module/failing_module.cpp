@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A storage module that holds nothing and cannot store anything: syncing fails as the setting "failure" says, which is
-// "full" or "broken".
+// "full", "short of memory" or "broken".
 #include <module.h>
 
 #include <cerrno>
@@ -51,5 +51,8 @@ int module_list_all(backend *, const xkey *, module_visit_t, void *) {
 int module_sync(backend *b, int) {
     if (!is_changed(b))
         return DURABILITY_FOLDER;
-    return std::strcmp(confparser_getstring(b->config, "failure", "broken"), "full") == 0 ? -ENOSPC : -EIO;
+    const char *const failure = confparser_getstring(b->config, "failure", "broken");
+    if (std::strcmp(failure, "short of memory") == 0)
+        return -ENOMEM;
+    return std::strcmp(failure, "full") == 0 ? -ENOSPC : -EIO;
 }

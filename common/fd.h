@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+// The owner of a descriptor.
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace varnel {
+
+// -1 is none.
+class Fd {
+public:
+    Fd() = default;
+    explicit Fd(int fd) : fd_(fd) {}
+    Fd(const Fd &) = delete;
+    Fd &operator=(const Fd &) = delete;
+    Fd(Fd &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    Fd &operator=(Fd &&other) noexcept {
+        std::swap(fd_, other.fd_);
+        return *this;
+    }
+    ~Fd() {
+        if (fd_ >= 0)
+            close(fd_);
+    }
+    [[nodiscard]] int get() const { return fd_; }
+    explicit operator bool() const { return fd_ >= 0; }
+
+private:
+    int fd_ = -1;
+};
+
+} // namespace varnel
