@@ -5,15 +5,9 @@ find_program(VARNEL_I686_CXX i686-linux-gnu-g++)
 mark_as_advanced(VARNEL_I686_CXX)
 
 if(VARNEL_I686_CXX)
-  set(CMAKE_SYSTEM_NAME Linux)
   set(CMAKE_SYSTEM_PROCESSOR i686)
-  set(CMAKE_C_COMPILER i686-linux-gnu-gcc)
-  set(CMAKE_CXX_COMPILER i686-linux-gnu-g++)
-  set(CMAKE_FIND_ROOT_PATH /usr/i686-linux-gnu)
-  set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-  set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-  set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-  set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+  set(VARNEL_TRIPLET i686-linux-gnu)
+  include("${CMAKE_CURRENT_LIST_DIR}/debian-cross.cmake")
   # Not the machine's own 32-bit C library, which need not be there. The old kind of run path also serves libraries
   # that the libraries of a program need.
   set(CMAKE_EXE_LINKER_FLAGS_INIT

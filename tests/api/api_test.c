@@ -6,16 +6,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-static unsigned check_count;
-
-void check(int holds, const char *condition, const char *file, int line) {
-    ++check_count;
-    if (holds)
-        return;
-    fprintf(stderr, "%s:%d: this does not hold: %s\n", file, line, condition);
-    exit(EXIT_FAILURE);
-}
-
 /* The program's own log functions, which the library finds before those of the log library. */
 int log_vperr(const char *prefix, const char *format, va_list arguments);
 int log_vpinfo(const char *prefix, const char *format, va_list arguments);
@@ -74,16 +64,18 @@ static const struct {
     {"clients and parser", test_clients},
     {"configuration", test_config},
     {"storage", test_storage},
+    {"vectors of value blocks and messages", test_codec_vectors},
+    {"vectors of packets", test_packet_vectors},
 };
 
 int main(void) {
     setvbuf(stdout, NULL, _IOLBF, BUFSIZ);
     for (size_t i = 0; i < sizeof families / sizeof families[0]; ++i) {
-        const unsigned before = check_count;
+        const unsigned before = checks_made();
         families[i].test();
         CHECK(log_was("")); /* every line was expected */
-        printf("%5u checks  %s\n", check_count - before, families[i].name);
+        printf("%5u checks  %s\n", checks_made() - before, families[i].name);
     }
-    printf("%5u checks in all passed\n", check_count);
+    printf("%5u checks in all passed\n", checks_made());
     return EXIT_SUCCESS;
 }

@@ -6,9 +6,7 @@
 #ifndef API_TEST_H
 #define API_TEST_H
 
-/* Ends the program, telling where, unless condition holds. */
-#define CHECK(condition) check((condition) ? 1 : 0, #condition, __FILE__, __LINE__)
-void check(int holds, const char *condition, const char *file, int line);
+#include "check.h"
 
 /* CHECKs that exactly these lines were logged since the log was last looked at. */
 #define CHECK_LOG(lines) CHECK(log_was(lines))
@@ -28,5 +26,7 @@ void test_messages(void);
 void test_clients(void);
 void test_config(void);
 void test_storage(void);
+void test_codec_vectors(void);
+void test_packet_vectors(void);
 
 #endif

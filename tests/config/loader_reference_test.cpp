@@ -4,6 +4,7 @@
 #include "reference_loader.h"
 #include "settings_file.h"
 #include "support/counting_allocator.h"
+#include "support/death.h"
 #include "support/log_capture.h"
 #include "tree_text.h"
 
@@ -136,7 +137,7 @@ std::string log_of_aborting_child(const char *path) {
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT) << "status " << status;
-    return log;
+    return without_emulators_line(log);
 }
 
 std::string joined(const LogCapture &capture) {

@@ -57,10 +57,11 @@ class PublicFunctions(unittest.TestCase):
 
 
 class Exports(unittest.TestCase):
-    NM = "0000000000001100 T one\n0000000000001200 T two\n"
+    NODE = "V_0"
+    NM = "0000000000000000 A V_0@@V_0\n0000000000001100 T one@@V_0\n0000000000001200 T two@@V_0\n"
 
     def problems(self, declared=("one", "two"), nm=NM, listed=("one", "two")):
-        return check_exports.problems_of(set(declared), check_exports.exported_symbols(nm), list(listed))
+        return check_exports.problems_of(set(declared), check_exports.exported_symbols(nm), list(listed), self.NODE)
 
     def test_accepts_equal_sets(self):
         self.assertEqual(self.problems(), [])
@@ -74,6 +75,9 @@ class Exports(unittest.TestCase):
     def test_data_export(self):
         self.assertIn("kind D", self.problems(nm=self.NM.replace("T two", "D two"))[0])
 
+    def test_symbol_without_version(self):
+        self.assertIn("has version ''", self.problems(nm=self.NM.replace("two@@V_0", "two"))[0])
+
     def test_version_script_that_differs(self):
         self.assertEqual(len(self.problems(listed=("one",))), 1)
         self.assertIn("three is only in", self.problems(listed=("one", "two", "three"))[0])
@@ -82,11 +86,11 @@ class Exports(unittest.TestCase):
         self.assertIn("twice", self.problems(listed=("one", "two", "two"))[0])
 
     def test_version_script_form(self):
-        good = "# c\n{ global: # a;\n one; two; local: *; };\n"
-        self.assertEqual(check_exports.listed_names(good), ["one", "two"])
-        for bad in (good.replace("{ g", "V { g"), good.replace("local: *;", ""), good.replace("};", "}; V { x; };")):
+        good = "# c\nV_0 { global: # a;\n one; two; local: *; };\n"
+        self.assertEqual(check_exports.listed_names(good, "V_0"), ["one", "two"])
+        for bad in (good.replace("V_0", "V_1"), good.replace("local: *;", ""), good.replace("};", "}; V_1 { x; };")):
             with self.assertRaises(SystemExit):
-                check_exports.listed_names(bad)
+                check_exports.listed_names(bad, "V_0")
 
 
 class Elf(unittest.TestCase):

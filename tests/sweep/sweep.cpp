@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "sweep/sweep.h"
 
+#include "support/death.h"
+
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -119,7 +121,7 @@ Report run_in_child(Scenario scenario, size_t n, const Step *step) {
         _exit(status);
     }
     close(ends[1]);
-    Report report = {0, read_all(ends[0])};
+    Report report = {0, without_emulators_line(read_all(ends[0]))};
     close(ends[0]);
     EXPECT_EQ(waitpid(child, &report.wait_status, 0), child);
     return report;
