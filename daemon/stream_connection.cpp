@@ -3,7 +3,7 @@
 #include "daemon/server.h"
 
 #include <cerrno>
-#include <unistd.h>
+#include <sys/socket.h>
 #include <utility>
 
 namespace varnel::daemon {
@@ -61,7 +61,7 @@ void StreamConnection::on_ready(int events) {
 
 void StreamConnection::read_some() {
     std::uint8_t buffer[kReadSize];
-    const ssize_t n = read(fd_.get(), buffer, std::min(space(), sizeof buffer));
+    const ssize_t n = recv(fd_.get(), buffer, std::min(space(), sizeof buffer), 0);
     if (n > 0)
         receive(buffer, static_cast<std::size_t>(n), server_.now());
     else if (n == 0 || (errno != EAGAIN && errno != EINTR))

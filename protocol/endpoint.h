@@ -82,6 +82,7 @@ private:
     [[nodiscard]] std::int32_t waiting() const { return record_->recv_buf->length; }
     void parse(const Header &header);
     void deliver(std::uint32_t id, const std::uint8_t *data, std::size_t size);
+    bool send_bytes(const std::uint8_t *bytes, std::size_t size);
     bool send_packet(std::uint32_t id, std::span<const std::uint8_t> message);
     [[nodiscard]] const msginfo *arriving(const Header &header) const;
     bool drop_repeated(const Header &header);
