@@ -45,7 +45,7 @@ uint32_t find_slot(const xdictionary *d, const char *key, uint32_t hash) {
     if (d->count == 0 || !has_slots(d))
         return kNoSlot;
     for (uint32_t slot = 0; slot < d->size; ++slot)
-        if (is_occupied(d, slot) && d->hashes[slot] == hash && strcasecmp(d->keys[slot], key) == 0)
+        if (is_occupied(d, slot) && d->hashes[slot] == hash && strncasecmp(d->keys[slot], key, SIZE_MAX) == 0)
             return slot;
     return kNoSlot;
 }

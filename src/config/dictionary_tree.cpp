@@ -116,17 +116,15 @@ xdictionary *xdictionary_merge(xdictionary *destination, const xdictionary *sour
 
 static void print_indent(int indent) {
     for (int i = 0; i < indent; ++i)
-        fputs("    ", stdout);
+        printf("    ");
 }
 
 static void print_entry(const Entry &entry, int indent) {
+    const bool is_string = entry.type == XDICTIONARY_STRING;
     print_indent(indent);
-    printf("%s = ", entry.key);
-    if (entry.type == XDICTIONARY_STRING) {
-        puts(printable(static_cast<const char *>(entry.value)));
+    printf("%s = %s\n", entry.key, is_string ? printable(static_cast<const char *>(entry.value)) : "{");
+    if (is_string)
         return;
-    }
-    puts("{");
     xdictionary_out(static_cast<const xdictionary *>(entry.value), indent + 1);
     print_indent(indent);
     puts("}");

@@ -40,7 +40,7 @@ bool is_comment(const char *line) {
 // character must stand between them.
 struct ValueForm {
     char open;
-    const char *end;
+    char end[3];
 };
 
 static constexpr ValueForm kValueForms[] = {{'"', "\""}, {'\'', "'"}, {'\'', "="}, {'\0', ";#"}};

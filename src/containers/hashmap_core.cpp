@@ -4,6 +4,7 @@
 #include "base/block.h"
 #include "base/layout.h"
 #include "base/lock.h"
+#include "base/remainder.h"
 
 VARNEL_OFFSET32(hashmap_entry, value, 4);
 VARNEL_OFFSET32(hashmap_entry, chain_next, 8);
@@ -22,7 +23,8 @@ VARNEL_SIZE32(hashmap, 32 + sizeof(pthread_rwlock_t) + size_t{4} * HASHMAP_INLIN
 namespace varnel {
 
 uint32_t bucket_of(const hashmap *map, const void *key) {
-    return map->hash_fn(key) % map->bucket_count;
+    const uint32_t hash = map->hash_fn(key);
+    return remainder(hash, map->bucket_count);
 }
 
 hashmap_entry *find_in_bucket(const hashmap *map, uint32_t bucket, const void *key) {
@@ -93,7 +95,7 @@ void grow_if_loaded(hashmap *map) {
     if (buckets == nullptr)
         return;
     for (hashmap_entry *entry = map->order_first; entry != nullptr; entry = entry->order_next)
-        push_chain(&buckets[map->hash_fn(entry->key) % count], entry);
+        push_chain(&buckets[remainder(map->hash_fn(entry->key), count)], entry);
     if (map->buckets != map->inline_buckets)
         _xfree(map->buckets);
     map->buckets = buckets;

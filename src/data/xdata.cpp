@@ -46,6 +46,14 @@ xdata *xdata_string(const xstring *s) {
     return x;
 }
 
+// The two may be the same record.
+static void copy_scalar(xdata *destination, const xdata *source) {
+    uint8_t bytes[sizeof(uint64_t)];
+    const uint8_t width = type_info(source->type).width;
+    memcpy(bytes, value_bytes(source), width);
+    memcpy(value_bytes(destination), bytes, width);
+}
+
 xdata *xdata_copy(xdata *destination, const xdata *source) {
     if (destination == nullptr || source == nullptr)
         return nullptr;
@@ -56,7 +64,7 @@ xdata *xdata_copy(xdata *destination, const xdata *source) {
     if (source->type == XDATA_STRING)
         destination->value.s = {copy_bytes(source->value.s.str, source->value.s.len), source->value.s.len};
     else
-        memmove(value_bytes(destination), value_bytes(source), type_info(source->type).width);
+        copy_scalar(destination, source);
     destination->type = source->type;
     return destination;
 }

@@ -10,7 +10,7 @@
 namespace varnel {
 
 struct TypeInfo {
-    const char *name;
+    char name[sizeof "[unknown]"]; // in place: no relocations
     uint8_t width;   // bytes of the value in its record and on the wire; 0 for a string, whose length says it
     bool big_endian; // whether the wire has it in big-endian order instead of the host's
 };

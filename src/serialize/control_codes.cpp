@@ -3,7 +3,9 @@
 
 #include <stddef.h>
 
-static const char *const kControlNames[] = {
+// Here and in the other tables, the texts themselves stand in the rows: pointers to them would each need a relocation
+// when the library is loaded.
+static constexpr char kControlNames[][sizeof "control_create_group"] = {
     "control_min",    "control_create_group", "control_remove_group", "control_set",     "control_get",
     "control_unset",  "control_notify",       "control_unnotify",     "control_list",    "control_list_keys",
     "control_status", "control_changed",      "control_sync",         "control_trylock", "control_lock",

@@ -25,8 +25,8 @@ namespace {
 
 // In this order they are resolved and iterated.
 constexpr struct {
-    const char *action;
-    const char *symbol;
+    char action[sizeof "destroy"]; // in place: no relocations
+    char symbol[sizeof "module_unset_value"];
 } kDefaultFunctions[] = {
     {"init", "module_init"},         {"destroy", "module_destroy"}, {"set", "module_set_value"},
     {"unset", "module_unset_value"}, {"get", "module_get_value"},   {"list", "module_list_all"},

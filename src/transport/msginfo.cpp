@@ -32,7 +32,7 @@ static msginfo *new_message(uint32_t packet_count) {
 msginfo *msginfo_new_by_data(const void *data, uint32_t length) {
     if (data == nullptr || length == 0)
         return nullptr;
-    msginfo *const info = new_message(length / PACKET_PAYLOAD_MAX + (length % PACKET_PAYLOAD_MAX != 0));
+    msginfo *const info = new_message((length - 1) / PACKET_PAYLOAD_MAX + 1);
     if (info == nullptr)
         return nullptr;
     info->data_len = length;
