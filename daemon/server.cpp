@@ -19,6 +19,7 @@ constexpr std::uint64_t kEndInterval = 10;
 constexpr std::uint64_t kLongestEnd = 2000;
 constexpr std::uint64_t kRefusalLogInterval = 1000;
 constexpr int kDatagramsATurn = 64;
+constexpr int kConnectionsATurn = 64;
 
 // Answers to ports above this would go to the address one below: the transport counts ports as signed numbers.
 constexpr std::uint16_t kHighestPort = 32767;
@@ -110,7 +111,7 @@ void Server::refuse(const char *what, const std::string &why) {
 }
 
 void Server::accept_all() {
-    while (true) {
+    for (int i = 0; i < kConnectionsATurn; ++i) {
         Fd fd(accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
         if (fd) {
             accept_one(std::move(fd));

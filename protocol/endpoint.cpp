@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <new>
 #include <sys/socket.h>
@@ -171,13 +172,20 @@ void Endpoint::forget_rest() {
     circle_buf_clear(record_->recv_buf);
 }
 
-// To a stream with send, which costs less than the library's write, and leaves it what does not fit.
+// To a stream with send, which costs less than the library's write and tells what does not fit. The library takes what
+// is no socket.
 bool Endpoint::send_bytes(const std::uint8_t *bytes, std::size_t size) {
-    std::size_t sent = 0;
-    if (record_->type == CLIENT_STREAM)
-        sent = static_cast<std::size_t>(
-            std::max<ssize_t>(::send(static_cast<int>(record_->peer), bytes, size, MSG_NOSIGNAL), 0));
-    return sent == size || client_send(record_.get(), bytes + sent, static_cast<std::uint32_t>(size - sent)) == 1;
+    const bool is_stream = record_->type == CLIENT_STREAM;
+    while (is_stream && size != 0) {
+        const ssize_t sent = ::send(static_cast<int>(record_->peer), bytes, size, MSG_NOSIGNAL);
+        if (sent < 0 && errno == ENOTSOCK)
+            break;
+        if (sent < 0 && errno != EINTR)
+            return false;
+        bytes += std::max<ssize_t>(sent, 0);
+        size -= static_cast<std::size_t>(std::max<ssize_t>(sent, 0));
+    }
+    return size == 0 || client_send(record_.get(), bytes, static_cast<std::uint32_t>(size)) == 1;
 }
 
 // A message of one packet is acknowledged by nobody, so that it needs no place among those being sent, nor a copy

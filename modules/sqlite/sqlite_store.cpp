@@ -197,10 +197,19 @@ int SqliteStore::sync(int wanted) {
     }
 }
 
-// Once: the next sync may come in a moment, and fail in the same way.
+// Once: the next sync may come in a moment, and fail in the same way. Clients can make it fail and work in turn, but
+// not fill the log: past the bound the next sync of a later minute tells how things are.
 void SqliteStore::report(int result, const std::string &reason) {
     if (result == reported_)
         return;
+    const auto now = std::chrono::steady_clock::now();
+    if (now - reports_since_ > std::chrono::minutes(1)) {
+        reports_since_ = now;
+        reports_ = 0;
+    }
+    if (reports_ == kReportsAMinute)
+        return;
+    ++reports_;
     reported_ = result;
     if (result == 0)
         log_info(path_ + ": " + reason);

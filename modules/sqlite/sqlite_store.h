@@ -10,6 +10,7 @@
 #include "modules/sqlite/settings.h"
 #include "modules/sqlite/writer.h"
 
+#include <chrono>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -53,7 +54,10 @@ private:
     std::optional<Database> database_;
     std::optional<Writer> writer_;
     std::vector<PlacedFile> files_;
-    int reported_ = 0; // the result of the last sync
+    static constexpr int kReportsAMinute = 4;
+    int reported_ = 0; // the result that the log told last
+    int reports_ = 0;  // lines since reports_since_
+    std::chrono::steady_clock::time_point reports_since_;
 };
 
 } // namespace varnel::modules

@@ -228,6 +228,22 @@ TEST(SqliteFolderSync, IsRepeatedWhileTheChangeIsRecent) {
     EXPECT_EQ(3U, syncs.folders.size());
 }
 
+TEST(SqliteLog, IsNotFilledByFailuresThatComeAndGo) {
+    const SqliteFolder folder;
+    const Storage storage = folder.open();
+    testing::internal::CaptureStderr();
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_EQ(0, storage.store().set("g", "n", make_string(std::string(300'000, static_cast<char>('a' + i)))));
+        {
+            const FullDisk full(1000);
+            EXPECT_EQ(-ENOSPC, storage.store().sync());
+        }
+        EXPECT_EQ(DURABILITY_FOLDER, storage.store().sync());
+    }
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(4, std::count(log.begin(), log.end(), '\n')) << log;
+}
+
 TEST(SqliteLog, TellsOfAFailureOnceAndOfItsEnd) {
     const SqliteFolder folder;
     const Storage storage = folder.open();
