@@ -131,9 +131,10 @@ void Engine::dispatch(Session &session, std::uint32_t id, Received message) {
 }
 
 LayerStore &Engine::any_layer(const Request &request) const {
-    if (LayerStore *const layer = store_.find(request.message.text(0)))
-        return *layer;
-    throw Refused(Status::unknown_layer, "there is no layer " + key_part_or_empty(request, 0));
+    LayerStore *const layer = store_.find(request.message.text(0));
+    if (layer == nullptr)
+        throw Refused(Status::unknown_layer, "there is no layer " + key_part_or_empty(request, 0));
+    return *layer;
 }
 
 LayerStore &Engine::readable_layer(const Request &request) {
