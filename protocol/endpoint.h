@@ -59,8 +59,8 @@ public:
     // Forgets bytes that make no whole packet: what a datagram leaves behind.
     void forget_rest();
 
-    // Starts sending; needs room. False when a message of that id is being sent still, or the socket of a datagram peer
-    // refuses; a stream that does is noticed when it is read.
+    // Starts sending; needs room. False when a message of that id is being sent still, or the socket refuses the one
+    // packet of a short message. A stream that refuses the first of several is noticed when it is read.
     bool send(std::uint32_t id, std::span<const std::uint8_t> message);
 
     [[nodiscard]] bool is_sending(std::uint32_t id) const;
