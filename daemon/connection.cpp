@@ -11,6 +11,9 @@ namespace {
 // Messages of several packets that are being sent at a time; the others wait in the queue.
 constexpr std::uint32_t kMostUnderWay = 4;
 
+// Most answers are as short as this; a long one's memory is not kept.
+constexpr std::size_t kLargestSpare = PACKET_PAYLOAD_MAX;
+
 constexpr std::uint64_t kMillisecondsPerSecond = 1000;
 
 protocol::EndpointBounds bounds_of(const Limits &limits) {
@@ -116,9 +119,10 @@ void Connection::answer(std::uint32_t request, const protocol::Message &message)
         return;
     if (is_drained())
         last_moved_ = engine_.now(); // the time to take answers begins here: this one may have been waited for
-    protocol::Encoded encoded = message.encode_block();
-    queue_bytes_ += encoded.bytes().size();
-    queue_.push_back({request, std::move(encoded)});
+    protocol::Bytes bytes = std::exchange(spare_, {});
+    message.encode(bytes);
+    queue_bytes_ += bytes.size();
+    queue_.push_back({request, std::move(bytes)});
     if (queue_is_over())
         pump(); // the client may take them: it has not been offered any in this turn
     if (queue_is_over())
@@ -142,10 +146,12 @@ void Connection::settle() {
 
 void Connection::pump() {
     while (!queue_.empty() && !doomed_ && can_start()) {
-        const Outgoing next = std::move(queue_.front());
+        Outgoing next = std::move(queue_.front());
         queue_.pop_front();
-        queue_bytes_ -= next.message.bytes().size();
-        start(next.id, next.message.bytes());
+        queue_bytes_ -= next.message.size();
+        start(next.id, next.message);
+        if (next.message.capacity() <= kLargestSpare)
+            spare_ = std::move(next.message);
     }
     if (queue_.empty())
         start_events();

@@ -75,7 +75,7 @@ public:
 private:
     struct Outgoing {
         std::uint32_t id;
-        protocol::Encoded message;
+        protocol::Bytes message;
     };
 
     // Whether a packet can be written to the socket now. Otherwise wait_for_room is called, and resume is expected when
@@ -105,6 +105,7 @@ private:
     protocol::Endpoint endpoint_;
     std::deque<Outgoing> queue_; // answers that have not been started
     std::size_t queue_bytes_ = 0;
+    protocol::Bytes spare_;             // memory of an answer that has gone, for the next one
     std::uint32_t event_under_way_ = 0; // id of the event that was sent last
     std::uint32_t next_event_id_;
     std::uint64_t last_heard_; // milliseconds

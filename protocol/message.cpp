@@ -118,7 +118,7 @@ Message &Message::add(std::uint64_t number) {
     return *this;
 }
 
-Encoded Message::encode_block() const {
+void Message::encode(Bytes &bytes) const {
     std::pmr::vector<void *> items(&parameters_->memory);
     items.resize(size());
     std::transform(parameters_->records.begin(), parameters_->records.end(), items.begin(),
@@ -126,16 +126,18 @@ Encoded Message::encode_block() const {
     const xarray array{items.data(), static_cast<std::uint16_t>(items.size())};
     std::uint8_t *buffer = nullptr;
     const std::uint32_t length = xserialize_message(&buffer, code_, &array);
+    const Block<std::uint8_t> owner(buffer);
     if (length == 0 && errno == ENOMEM)
         throw std::bad_alloc();
     if (length == 0)
         throw std::invalid_argument("a message that cannot be written");
-    return {buffer, length};
+    bytes.assign(buffer, buffer + length);
 }
 
 Bytes Message::encode() const {
-    const Encoded encoded = encode_block();
-    return {encoded.bytes().begin(), encoded.bytes().end()};
+    Bytes bytes;
+    encode(bytes);
+    return bytes;
 }
 
 void Received::RecordsDeleter::operator()(xdata *records) const {

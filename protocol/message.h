@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -23,17 +22,6 @@ using Bytes = std::vector<std::uint8_t>;
 class Malformed : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
-};
-
-// A message in the block that the library made for it.
-class Encoded {
-public:
-    Encoded(std::uint8_t *block, std::size_t size) : block_(block), size_(size) {}
-    [[nodiscard]] std::span<const std::uint8_t> bytes() const { return {block_.get(), size_}; }
-
-private:
-    Block<std::uint8_t> block_;
-    std::size_t size_;
 };
 
 // A message being made. A small one takes a single block of memory: an answer is made for every request.
@@ -53,8 +41,8 @@ public:
     [[nodiscard]] std::size_t size() const;                    // parameters
     [[nodiscard]] std::size_t bytes() const { return bytes_; } // of the encoded message
 
-    // std::bad_alloc when memory is short.
-    [[nodiscard]] Encoded encode_block() const;
+    // std::bad_alloc when memory is short. The first form uses the memory that bytes has already.
+    void encode(Bytes &bytes) const;
     [[nodiscard]] Bytes encode() const;
 
 private:
