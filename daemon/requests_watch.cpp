@@ -12,7 +12,7 @@ using protocol::Status;
 
 namespace {
 
-constexpr std::size_t kHeadParameters = 5;  // status, layer, revision, lost, more
+constexpr std::size_t kEventHead = 5;  // status, layer, revision, lost, more
 constexpr std::size_t kEventParameters = 7; // of a row
 
 bool includes(const std::vector<Scope> &subscriptions, const Event &event) {
@@ -97,7 +97,7 @@ Reply Engine::changed(const Request &request) {
         if (!scope.includes(*event))
             return true;
         bytes += event->bytes();
-        const std::size_t parameters = kHeadParameters + (events.size() + 1) * kEventParameters;
+        const std::size_t parameters = kEventHead + (events.size() + 1) * kEventParameters;
         more = !events.empty() && (bytes > protocol::kPageBytes || parameters > protocol::kMostParameters);
         if (!more)
             events.push_back(event);

@@ -15,7 +15,7 @@ namespace varnel::modules {
 
 namespace {
 
-constexpr mode_t kMode = 0750;
+constexpr mode_t kFolderMode = 0750;
 
 // File systems count time in steps of up to two seconds: of a change that was made in the last of them nobody can tell
 // whether another one followed.
@@ -35,7 +35,7 @@ void sync_folder(int descriptor, const std::string &path) {
 
 // A new folder's name is in the one above it. Nothing when it can be neither found nor made, as nothing can be written.
 Fd make_folder(const std::string &path) {
-    if (mkdir(path.c_str(), kMode) == 0) {
+    if (mkdir(path.c_str(), kFolderMode) == 0) {
         const std::string above = path + "/..";
         const Fd parent = open_folder(above);
         sync_folder(parent.get(), above);

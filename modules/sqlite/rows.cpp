@@ -18,7 +18,7 @@ namespace {
 
 constexpr xdata_type kGroupMark = 0; // in the place of a type
 
-[[noreturn]] void refuse(const std::string &what) {
+[[noreturn]] void refuse_row(const std::string &what) {
     throw StoreError(-EBADMSG, what);
 }
 
@@ -114,13 +114,13 @@ Value value_of_bytes(std::string_view bytes) {
 std::string_view read_name(const Statement &row, int column) {
     const std::string_view name = row.bytes(column);
     if (row.type(column) != SQLITE_TEXT || !valid_key_part(name))
-        refuse("a name that is none: " + in_quotes(name));
+        refuse_row("a name that is none: " + in_quotes(name));
     return name;
 }
 
 void check(const Statement &row, int column, std::int64_t checksum, const std::string &what) {
     if (row.type(column) != SQLITE_INTEGER || row.number(column) != checksum)
-        refuse("a wrong checksum at " + what);
+        refuse_row("a wrong checksum at " + what);
 }
 
 } // namespace
@@ -159,7 +159,7 @@ ValueRow read_value(const Statement &row) {
         read.value = value_of_number(static_cast<xdata_type>(type), row.number(3));
     }
     if (read.value == nullptr)
-        refuse("a value that is none at " + what);
+        refuse_row("a value that is none at " + what);
     return read;
 }
 

@@ -18,7 +18,7 @@ namespace {
 
 constexpr int kApplication = 0x5661726e; // "Varn", application_id of the file
 constexpr int kVersion = 1;              // user_version of the file: raise it with every change of kTables or the rows
-constexpr mode_t kMode = 0640;
+constexpr mode_t kFileMode = 0640;
 
 struct Table {
     std::string_view name;
@@ -42,8 +42,8 @@ void remove_file(const std::string &path) {
 }
 
 void make_empty_file(const std::string &path) {
-    const Fd file(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kMode));
-    if (!file || fchmod(file.get(), kMode) != 0)
+    const Fd file(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode));
+    if (!file || fchmod(file.get(), kFileMode) != 0)
         fail("cannot make " + path);
 }
 
