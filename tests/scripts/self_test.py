@@ -6,6 +6,7 @@ import shutil
 import tempfile
 import unittest
 
+import check_c_library
 import check_elf
 import check_exports
 import check_headers
@@ -131,6 +132,40 @@ class Exports(unittest.TestCase):
         late = self.SYMBOLS.replace("two@V_0 0.1.0", "two@V_0 0.2.0")
         self.assertEqual(self.release_problems(symbols=late), ["two came with 0.2.0, its node V_0 with 0.1.0"])
         self.assertTrue(self.release_problems(symbols=self.SYMBOLS.replace(" two@V_0 0.1.0\n", "")))
+
+
+class CLibrary(unittest.TestCase):
+    PAGE = """a
+**The C library's functions** here:
+
+| For | Functions |
+| --- | --- |
+| memory | `malloc`, `sysconf(_SC_X)` |
+| in their place | with some: `putchar` |
+
+The other also needs `getenv`.
+
+`not_this`
+"""
+
+    def test_the_table(self):
+        rows, besides = check_c_library.table_of(self.PAGE)
+        self.assertEqual(rows, {"memory": {"malloc", "sysconf"}, "in their place": {"putchar"}})
+        self.assertEqual(besides, {"getenv"})
+        with self.assertRaises(SystemExit):
+            check_c_library.table_of(self.PAGE * 2)
+
+    def test_names_without_marks(self):
+        nm_text = "U fopen64@GLIBC_2\nU __snprintf_chk\nU __isoc23_strtol@G\nw __gmon_start__\nU __stack_chk_fail\n"
+        self.assertEqual(check_c_library.needed_names(nm_text), {"fopen", "snprintf", "strtol"})
+        self.assertEqual(check_c_library.needed_names("U __atomic_load_8\n"), {"__atomic_load_8"})
+
+    def test_needs_and_calls(self):
+        called = check_c_library.called_in(["malloc(1); // sysconf(2)\n", "table = {free};"])
+        problems_of = check_c_library.problems_of
+        self.assertEqual(problems_of("x", {"free", "putchar"}, {"malloc", "free"}, {"putchar"}, called), [])
+        self.assertIn("x needs fork", problems_of("x", {"fork"}, {"malloc"}, {"putchar"}, called)[0])
+        self.assertIn("sysconf is listed", problems_of("x", set(), {"sysconf"}, set(), called)[0])
 
 
 class Elf(unittest.TestCase):
