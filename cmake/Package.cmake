@@ -39,3 +39,11 @@ foreach(name IN ITEMS varnel-share varnel-module)
   configure_file("${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in" "${package}/${name}.pc" @ONLY)
   install(FILES "${package}/${name}.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endforeach()
+
+# The terms, and those of what is compiled into the programs; packages of Debian have them in a file of their own.
+if(NOT VARNEL_DEBIAN_PACKAGES)
+  install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT library)
+  if(TARGET varneld OR TARGET varnelctl)
+    install(FILES "${PROJECT_SOURCE_DIR}/NOTICES" DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT store)
+  endif()
+endif()
