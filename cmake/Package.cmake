@@ -20,8 +20,12 @@ set(VARNEL_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/varnel")
 set(VARNEL_INSTALL_MODULEDIR "${CMAKE_INSTALL_LIBDIR}/varnel")
 install(EXPORT varnel NAMESPACE varnel:: FILE varnelTargets.cmake DESTINATION ${VARNEL_INSTALL_CMAKEDIR}
         COMPONENT development)
+set(VARNEL_LOGS_BY_DEVICE OFF)
+if(VARNEL_TAVI_UTIL_LIBRARY)
+  set(VARNEL_LOGS_BY_DEVICE ON)
+endif()
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/varnelConfig.cmake.in" "${package}/varnelConfig.cmake"
-  INSTALL_DESTINATION ${VARNEL_INSTALL_CMAKEDIR} PATH_VARS VARNEL_INSTALL_MODULEDIR)
+  INSTALL_DESTINATION ${VARNEL_INSTALL_CMAKEDIR} PATH_VARS CMAKE_INSTALL_LIBDIR VARNEL_INSTALL_MODULEDIR)
 write_basic_package_version_file("${package}/varnelConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
 install(FILES "${package}/varnelConfig.cmake" "${package}/varnelConfigVersion.cmake"
         DESTINATION ${VARNEL_INSTALL_CMAKEDIR} COMPONENT development)
@@ -35,3 +39,11 @@ foreach(name IN ITEMS varnel-share varnel-module)
   configure_file("${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in" "${package}/${name}.pc" @ONLY)
   install(FILES "${package}/${name}.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endforeach()
+
+# The terms, and those of what is compiled into the programs; packages of Debian have them in a file of their own.
+if(NOT VARNEL_DEBIAN_PACKAGES)
+  install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT library)
+  if(TARGET varneld OR TARGET varnelctl)
+    install(FILES "${PROJECT_SOURCE_DIR}/NOTICES" DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT store)
+  endif()
+endif()

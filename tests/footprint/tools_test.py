@@ -7,7 +7,8 @@ import pathlib
 import sys
 import unittest
 
-SCRIPTS = pathlib.Path(__file__).resolve().parents[2] / "scripts"
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+SCRIPTS = PROJECT / "scripts"
 sys.path.insert(0, str(SCRIPTS))
 
 from footprint import callgraph, document, sections, targets  # noqa: E402
@@ -15,13 +16,14 @@ from footprint import callgraph, document, sections, targets  # noqa: E402
 
 def load_script(name):
     """A script without an ending, as a module."""
-    loader = importlib.machinery.SourceFileLoader(f"script_{name}", str(SCRIPTS / name))
+    loader = importlib.machinery.SourceFileLoader(f"script_{pathlib.Path(name).name}", str(PROJECT / name))
     module = importlib.util.module_from_spec(importlib.util.spec_from_loader(loader.name, loader))
     loader.exec_module(module)
     return module
 
 
-size = load_script("size")
+size = load_script("scripts/size")
+startup = load_script("bench/startup/run")
 
 READELF = """
 There are 22 section headers, starting at offset 0xb600:
@@ -193,10 +195,44 @@ class Document(unittest.TestCase):
             with self.assertRaises(KeyError):
                 document.replace_between(text, "a", "new")
 
+    def test_what_is_between_the_markers_is_read_back(self):
+        self.assertEqual(document.text_between(self.TEXT, "a"), "old")
+        self.assertEqual(document.text_between(self.TEXT, "b"), "")
+        with self.assertRaises(KeyError):
+            document.text_between(self.TEXT, "c")
+
+    def test_a_figure_that_is_too_far_away_is_out_of_date(self):
+        rows = [["what", "bytes", "way"], ["code", "10,000", "a 1, b 2"], ["limit", "28,672 met", ""]]
+        page = "Words.\n" + document.markdown_table(rows)
+        self.assertEqual(document.differences(page, rows), [])
+        for figure, good in (("10,200", True), ("10,201", False), ("9,800", True), ("9,799", False), ("", False)):
+            changed = [rows[0], ["code", figure, "c 3"], rows[2]]
+            self.assertEqual(document.differences(page, changed) == [], good, figure)
+        smaller = [rows[0], ["code", "900", ""], rows[2]]
+        self.assertEqual(document.differences(page, smaller), ["code: 10,000 on the page, 900 measured"])
+
+    def test_small_figures_may_differ_by_a_few_bytes(self):
+        page = document.markdown_table([["what", "bytes"], ["data", 16]])
+        self.assertEqual(document.differences(page, [["what", "bytes"], ["data", 32]]), [])
+        self.assertTrue(document.differences(page, [["what", "bytes"], ["data", 33]]))
+
+    def test_other_rows_are_out_of_date(self):
+        rows = [["what", "bytes"], ["data", 16], ["code", 5]]
+        page = document.markdown_table(rows)
+        for others in (rows[:2], [*rows, ["more", 1]], [rows[0], rows[2], rows[1]]):
+            self.assertTrue(document.differences(page, others))
+        self.assertTrue(document.differences("", rows))
+
     def test_tables(self):
         rows = [["what", "bytes"], ["a", 5]]
         self.assertEqual(document.text_table(rows), "what  bytes\na         5")
         self.assertEqual(document.markdown_table(rows), "| what | bytes |\n| --- | ---: |\n| a | 5 |")
+
+
+class StartUp(unittest.TestCase):
+    def test_only_a_processor_that_is_allowed_is_chosen(self):
+        self.assertEqual(startup.chosen_processor({0}), 0)
+        self.assertEqual(startup.chosen_processor({2, 7, 5}), 7)
 
 
 if __name__ == "__main__":

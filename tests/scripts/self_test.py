@@ -6,6 +6,7 @@ import shutil
 import tempfile
 import unittest
 
+import check_c_library
 import check_elf
 import check_exports
 import check_headers
@@ -57,11 +58,17 @@ class PublicFunctions(unittest.TestCase):
 
 
 class Exports(unittest.TestCase):
-    NODE = "V_0"
     NM = "0000000000000000 A V_0@@V_0\n0000000000001100 T one@@V_0\n0000000000001200 T two@@V_0\n"
+    GROWN_NM = NM + "0000000000000000 A V_0.1@@V_0.1\n0000000000001300 T three@@V_0.1\n"
+    SCRIPT = "# c\nV_0 { global: # a;\n one; two; local: *; };\n"
+    GROWN_SCRIPT = SCRIPT + "# later\nV_0.1 {\n global:\n three;\n} V_0;\n"
+    SYMBOLS = "libx.so.0 libx0 #MINVER#\n V_0@V_0 0.1.0\n one@V_0 0.1.0\n two@V_0 0.1.0\n"
+    GROWN_SYMBOLS = SYMBOLS + " V_0.1@V_0.1 0.2.0\n three@V_0.1 0.2.0\n"
+    SHLIBS = "libvarnel_share 0 libvarnel-share0 (>= 0.1.0)\n"
 
-    def problems(self, declared=("one", "two"), nm=NM, listed=("one", "two")):
-        return check_exports.problems_of(set(declared), check_exports.exported_symbols(nm), list(listed), self.NODE)
+    def problems(self, declared=("one", "two"), nm=NM, script=SCRIPT):
+        nodes = check_exports.nodes_of(script, "V_0")
+        return check_exports.problems_of(set(declared), check_exports.exported_symbols(nm), nodes)
 
     def test_accepts_equal_sets(self):
         self.assertEqual(self.problems(), [])
@@ -79,18 +86,86 @@ class Exports(unittest.TestCase):
         self.assertIn("has version ''", self.problems(nm=self.NM.replace("two@@V_0", "two"))[0])
 
     def test_version_script_that_differs(self):
-        self.assertEqual(len(self.problems(listed=("one",))), 1)
-        self.assertIn("three is only in", self.problems(listed=("one", "two", "three"))[0])
+        self.assertEqual(len(self.problems(script=self.SCRIPT.replace("two;", ""))), 1)
+        self.assertIn("three is only in", self.problems(script=self.SCRIPT.replace("two;", "two; three;"))[0])
 
     def test_version_script_with_a_name_twice(self):
-        self.assertIn("twice", self.problems(listed=("one", "two", "two"))[0])
+        self.assertIn("twice", self.problems(script=self.SCRIPT.replace("two;", "two; two;"))[0])
 
     def test_version_script_form(self):
-        good = "# c\nV_0 { global: # a;\n one; two; local: *; };\n"
-        self.assertEqual(check_exports.listed_names(good, "V_0"), ["one", "two"])
-        for bad in (good.replace("V_0", "V_1"), good.replace("local: *;", ""), good.replace("};", "}; V_1 { x; };")):
+        good = self.SCRIPT
+        self.assertEqual(check_exports.nodes_of(good, "V_0"), {"V_0": ["one", "two"]})
+        for bad in (good.replace("V_0", "V_1"), good.replace("local: *;", ""), good.replace("};", "}; V_1 { x; };"), ""):
             with self.assertRaises(SystemExit):
-                check_exports.listed_names(bad, "V_0")
+                check_exports.nodes_of(bad, "V_0")
+
+    def test_later_functions_have_a_node_of_their_own(self):
+        nodes = check_exports.nodes_of(self.GROWN_SCRIPT, "V_0")
+        self.assertEqual(nodes, {"V_0": ["one", "two"], "V_0.1": ["three"]})
+        self.assertEqual(list(check_exports.nodes_of(self.GROWN_SCRIPT + "V_0.2 { global: x; } V_0.1;", "V_0"))[2:], ["V_0.2"])
+        declared = ("one", "two", "three")
+        self.assertEqual(self.problems(declared, self.GROWN_NM, self.GROWN_SCRIPT), [])
+        wrong = self.GROWN_NM.replace("three@@V_0.1", "three@@V_0")
+        self.assertIn("version 'V_0', not V_0.1", self.problems(declared, wrong, self.GROWN_SCRIPT)[0])
+
+    def test_a_node_that_does_not_carry_on_the_one_before_is_refused(self):
+        unfit = ("} V_0;", "};"), ("} V_0;", "} V_0.0;"), ("V_0.1", "V_0.2"), ("three;", ""), ("three;", "three; local: *;")
+        for old, new in unfit:
+            bad = self.GROWN_SCRIPT.replace(old, new)
+            self.assertNotEqual(bad, self.GROWN_SCRIPT)
+            with self.assertRaises(SystemExit):
+                check_exports.nodes_of(bad, "V_0")
+
+    def release_problems(self, script=SCRIPT, symbols=SYMBOLS, shlibs=SHLIBS):
+        return check_exports.problems_of_releases(check_exports.nodes_of(script, "V_0"), symbols, shlibs)
+
+    def test_releases_of_nodes(self):
+        newer = self.SHLIBS.replace("0.1.0", "0.2.0")
+        self.assertEqual(self.release_problems(), [])
+        self.assertEqual(self.release_problems(self.GROWN_SCRIPT, self.GROWN_SYMBOLS, newer), [])
+        self.assertIn("shlibs", self.release_problems(self.GROWN_SCRIPT, self.GROWN_SYMBOLS)[0])
+        self.assertIn("V_0.1 is not in", self.release_problems(self.GROWN_SCRIPT)[0])
+        same = self.GROWN_SYMBOLS.replace("0.2.0", "0.1.0")
+        self.assertIn("V_0.1 came with 0.1.0", self.release_problems(self.GROWN_SCRIPT, same)[0])
+
+    def test_a_function_added_to_a_node_of_an_earlier_release(self):
+        late = self.SYMBOLS.replace("two@V_0 0.1.0", "two@V_0 0.2.0")
+        self.assertEqual(self.release_problems(symbols=late), ["two came with 0.2.0, its node V_0 with 0.1.0"])
+        self.assertTrue(self.release_problems(symbols=self.SYMBOLS.replace(" two@V_0 0.1.0\n", "")))
+
+
+class CLibrary(unittest.TestCase):
+    PAGE = """a
+**The C library's functions** here:
+
+| For | Functions |
+| --- | --- |
+| memory | `malloc`, `sysconf(_SC_X)` |
+| in their place | with some: `putchar` |
+
+The other also needs `getenv`.
+
+`not_this`
+"""
+
+    def test_the_table(self):
+        rows, besides = check_c_library.table_of(self.PAGE)
+        self.assertEqual(rows, {"memory": {"malloc", "sysconf"}, "in their place": {"putchar"}})
+        self.assertEqual(besides, {"getenv"})
+        with self.assertRaises(SystemExit):
+            check_c_library.table_of(self.PAGE * 2)
+
+    def test_names_without_marks(self):
+        nm_text = "U fopen64@GLIBC_2\nU __snprintf_chk\nU __isoc23_strtol@G\nw __gmon_start__\nU __stack_chk_fail\n"
+        self.assertEqual(check_c_library.needed_names(nm_text), {"fopen", "snprintf", "strtol"})
+        self.assertEqual(check_c_library.needed_names("U __atomic_load_8\n"), {"__atomic_load_8"})
+
+    def test_needs_and_calls(self):
+        called = check_c_library.called_in(["malloc(1); // sysconf(2)\n", "table = {free};"])
+        problems_of = check_c_library.problems_of
+        self.assertEqual(problems_of("x", {"free", "putchar"}, {"malloc", "free"}, {"putchar"}, called), [])
+        self.assertIn("x needs fork", problems_of("x", {"fork"}, {"malloc"}, {"putchar"}, called)[0])
+        self.assertIn("sysconf is listed", problems_of("x", set(), {"sysconf"}, set(), called)[0])
 
 
 class Elf(unittest.TestCase):
