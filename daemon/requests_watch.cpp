@@ -12,7 +12,7 @@ using protocol::Status;
 
 namespace {
 
-constexpr std::size_t kEventHead = 5;  // status, layer, revision, lost, more
+constexpr std::size_t kEventHead = 5;       // status, layer, revision, lost, more
 constexpr std::size_t kEventParameters = 7; // of a row
 
 bool includes(const std::vector<Scope> &subscriptions, const Event &event) {
