@@ -113,6 +113,7 @@ TEST_F(EngineCommit, AFullStorageDoesNotFillTheLog) {
 }
 
 TEST_F(EngineCommit, TheLastLineOfTheLogTellsHowTheStorageIs) {
+    engine(); // whose start has lines of its own
     const LogCapture log;
     const std::string line = "layer user: backend main cannot store changes: No space left on device";
     const auto set = [this](int result) {
@@ -129,7 +130,8 @@ TEST_F(EngineCommit, TheLastLineOfTheLogTellsHowTheStorageIs) {
     now += 60000;
     engine().flush(); // nobody asks for anything any more
     EXPECT_EQ(log.texts(LogLine::error).size(), 2U);
-    EXPECT_EQ(log.texts(LogLine::info).size(), 2U);
+    const std::string works = "layer user: backend main stores changes again\n";
+    EXPECT_EQ(log.texts(LogLine::info), (std::vector<std::string>{works, works}));
 }
 
 TEST_F(EngineCommit, GoesOnAfterAFailedSync) {

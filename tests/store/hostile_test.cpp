@@ -51,8 +51,23 @@ TEST_F(Hostile, RandomBytesEndTheConnection) {
         peer.send(random_bytes(1 + number(4000)));
         EXPECT_TRUE(peer.is_closed());
     }
-    EXPECT_EQ(daemon.log_lines("closed: "), 200U);
+    EXPECT_EQ(daemon.statistic("dropped"), 200U);
     expect_unharmed();
+}
+
+// So many lines a minute are logged, and the others are counted.
+TEST_F(Hostile, ComingAndGoingDoesNotFillTheLog) {
+    for (int i = 0; i < 50; ++i) {
+        Peer peer = Peer::over_unix(daemon.socket);
+        peer.send(random_bytes(100));
+        EXPECT_TRUE(peer.is_closed());
+    }
+    expect_unharmed();
+    daemon.stop();
+    EXPECT_EQ(daemon.log_lines(") opened"), 20U);
+    EXPECT_EQ(daemon.log_lines("closed: "), 20U);
+    EXPECT_TRUE(daemon.logs("connections opened: 31 more, which have not been logged")); // with the bystander
+    EXPECT_TRUE(daemon.logs("connections closed for a reason: 30 more, which have not been logged"));
 }
 
 TEST_F(Hostile, MutatedPacketsNeverHarm) {
@@ -142,7 +157,7 @@ TEST_F(Hostile, IdOfAnAnswerThatIsUnderWayEndsTheConnection) {
     ASSERT_TRUE(peer.receive());
     peer.send_message(2, get_message("volatile", "g", "a").encode());
     EXPECT_TRUE(peer.is_closed());
-    EXPECT_EQ(daemon.log_lines("closed: it uses 2 as the id of a request"), 1U);
+    EXPECT_EQ(daemon.log_lines("closed: it uses 2 as the id of a request again, whose answer"), 1U);
     expect_unharmed();
 }
 
@@ -236,11 +251,11 @@ TEST_F(Hostile, ClientThatNeverReadsIsNotReadEither) {
     expect_unharmed();
 }
 
-// The same for large answers: they wait up to the bound, and then the connection ends.
+// The same for large answers: they wait up to the bound, then requests do, and then the connection ends.
 TEST_F(Hostile, ClientThatAcknowledgesNothingIsClosed) {
     Peer peer = Peer::over_unix(daemon.socket);
     peer.ask(1, set_message("volatile", "g", "a", long_text(60000)));
-    for (std::uint32_t id = 2; id < 60; ++id)
+    for (std::uint32_t id = 2; id < 1100; ++id)
         peer.send(encode(packet_of(id, get_message("volatile", "g", "a").encode(), 1)));
     EXPECT_TRUE(peer.is_closed());
     EXPECT_EQ(daemon.log_lines("closed: it does not take its answers"), 1U);
