@@ -48,6 +48,7 @@ void Connection::part() {
     if (!std::exchange(parted_, true))
         engine_.remove(*this);
     doomed_ = true;
+    gone_ = false;
 }
 
 void Connection::doom(const std::string &why) {
@@ -109,7 +110,7 @@ void Connection::hold(std::uint32_t id, const protocol::Bytes &bytes) {
 
 void Connection::handle_held() {
     const std::size_t before = held_.size();
-    while (!held_.empty() && !doomed_ && !has_deferred() && queue_has_place()) {
+    while (!held_.empty() && !has_deferred() && (gone_ || (!doomed_ && queue_has_place()))) {
         Held next = std::move(held_.front());
         held_.pop_front();
         held_bytes_ -= next.bytes.size();
@@ -157,7 +158,8 @@ bool Connection::can_start() {
 void Connection::start(std::uint32_t id, std::span<const std::uint8_t> bytes) {
     if (endpoint_.sending() != 0 && endpoint_.is_sending(id))
         return misused("it has used " + std::to_string(id) + " as the id of two requests");
-    if (!endpoint_.send(id, bytes))
+    gone_ = !endpoint_.send(id, bytes);
+    if (gone_)
         doom("its socket takes no more");
 }
 
@@ -193,7 +195,7 @@ void Connection::wake() {
 }
 
 void Connection::owe() {
-    if (!doomed_ && !std::exchange(owing_, true))
+    if ((!doomed_ || gone_) && !std::exchange(owing_, true))
         owner_.owe(*this);
 }
 

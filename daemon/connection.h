@@ -44,6 +44,8 @@ public:
     // Takes the record over. The engine knows of the connection until part, or as long as it lives.
     Connection(Engine &engine, ConnectionOwner &owner, ConnectionNumber number, std::string description,
                client *record);
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
     ~Connection() override;
 
     // Bytes that receive takes now: none while the connection waits for room.
@@ -130,6 +132,7 @@ private:
     bool blocked_ = false;
     bool owing_ = false; // settle has been asked for
     bool doomed_ = false;
+    bool gone_ = false; // doomed as nothing can be sent: what it has asked for before is done all the same
     bool parted_ = false;
 };
 

@@ -302,6 +302,16 @@ TEST_F(ConnectionTest, RequestsBehindOneThatWaitsForTheStorageWait) {
     EXPECT_EQ(owner.reasons, "");
 }
 
+TEST_F(ConnectionTest, AChangeBehindOneThatWaitsForTheStorageIsDoneInTheSameTurn) {
+    owner.every_answer_ends_a_turn = false;
+    feed(join({packets_of(1, set_request("user", {{"net", "port", "80"}}).encode())[0],
+               packets_of(2, get_request("user", "net", "port").encode())[0],
+               packets_of(3, set_request("user", {{"net", "port", "81"}}).encode())[0]}));
+    end_turn();
+    EXPECT_EQ(packets(), "1/1.1 2/1.1 3/1.1 ");
+    EXPECT_EQ(content("user", "main"), "[net] port=81 ");
+}
+
 TEST_F(ConnectionTest, AClientWhoseRequestsWaitIsOverdueWhenItTakesNothing) {
     EXPECT_EQ(limits.set("stall", "30"), std::nullopt);
     EXPECT_EQ(limits.set("queue_bytes", "133120"), std::nullopt);

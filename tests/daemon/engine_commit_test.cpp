@@ -127,6 +127,8 @@ TEST_F(EngineCommit, TheLastLineOfTheLogTellsHowTheStorageIs) {
     set(-ENOSPC);
     EXPECT_EQ(log.texts(LogLine::error).back(), line + "; it comes and goes, and is told again in a minute\n");
     set(0);
+    engine().flush();
+    EXPECT_EQ(log.texts(LogLine::info).size(), 1U);
     now += 60000;
     engine().flush(); // nobody asks for anything any more
     EXPECT_EQ(log.texts(LogLine::error).size(), 2U);

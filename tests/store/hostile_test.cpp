@@ -70,6 +70,26 @@ TEST_F(Hostile, ComingAndGoingDoesNotFillTheLog) {
     EXPECT_TRUE(daemon.logs("connections closed for a reason: 30 more, which have not been logged"));
 }
 
+// Whoever goes without waiting for answers has asked for it all the same.
+TEST_F(Hostile, WhatWasAskedForBeforeTheEndIsDone) {
+    Bytes requests;
+    const auto add = [&requests](std::uint32_t id, const Message &request) {
+        const Bytes one = encode(packet_of(id, request.encode(), 1));
+        requests.insert(requests.end(), one.begin(), one.end());
+    };
+    for (std::uint32_t id = 1; id <= 20; id += 2) {
+        add(id, message(control_set, "user", kInFile, kNoFlags, "g", "a", make_uint32(id)));
+        add(id + 1, get_message("user", "g", "a")); // which waits for the storage
+    }
+    {
+        Peer peer = Peer::over_unix(daemon.socket);
+        ASSERT_TRUE(peer.send(requests));
+        peer.finish_sending();
+    }
+    EXPECT_TRUE(eventually([&] { return daemon.control({"get", "g:a"}).out == "19\n"; }));
+    expect_unharmed();
+}
+
 TEST_F(Hostile, MutatedPacketsNeverHarm) {
     for (int i = 0; i < 500; ++i) {
         Peer peer = Peer::over_unix(daemon.socket);
