@@ -53,7 +53,7 @@ private:
     int look_around(Change &change, SharedValue stored_new);
     int note_new_group(const std::string &group);
     void note_group(ChangeKind kind, const std::string &group, bool seen);
-    int undo_one(const Change &change) const;
+    [[nodiscard]] int undo_one(const Change &change) const;
 
     const LayerStore *layer_;
     const BackendAccess *writer_;

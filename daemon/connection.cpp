@@ -16,6 +16,10 @@ constexpr std::size_t kLargestSpare = PACKET_PAYLOAD_MAX;
 
 constexpr std::uint64_t kMillisecondsPerSecond = 1000;
 
+bool is_request_id(std::uint32_t id) {
+    return id != 0 && id < protocol::kFirstEventId;
+}
+
 protocol::EndpointBounds bounds_of(const Limits &limits) {
     // A request that is a little over the limit of bytes arrives, and is answered; one that is far over it ends the
     // connection.
@@ -24,6 +28,12 @@ protocol::EndpointBounds bounds_of(const Limits &limits) {
 }
 
 } // namespace
+
+std::optional<protocol::PacketHeader> Connection::header_of_datagram(std::span<const std::uint8_t> datagram,
+                                                                     const Limits &limits) {
+    const auto header = protocol::Endpoint::header_of_datagram(datagram, bounds_of(limits));
+    return header && (header->acknowledges() || is_request_id(header->id)) ? header : std::nullopt;
+}
 
 Connection::Connection(Engine &engine, ConnectionOwner &owner, ConnectionNumber number, std::string description,
                        client *record)
@@ -41,11 +51,20 @@ void Connection::part() {
     if (!std::exchange(parted_, true))
         engine_.remove(*this);
     doomed_ = true;
+    gone_ = false;
 }
 
 void Connection::doom(const std::string &why) {
     if (!std::exchange(doomed_, true))
         owner_.doom(*this, why);
+}
+
+// What no client does is the end of a connection, but not of one over datagrams, which others could bring about.
+void Connection::misused(const std::string &how) {
+    if (is_datagram())
+        ++engine_.statistics().ignored;
+    else
+        doom(how);
 }
 
 bool Connection::has_room() {
@@ -62,9 +81,46 @@ bool Connection::has_room() {
 void Connection::deliver(std::uint32_t id, protocol::Bytes &bytes) {
     if (doomed_)
         return;
-    if (id == 0 || id >= protocol::kFirstEventId || endpoint_.is_sending(id))
-        return doom("it uses " + std::to_string(id) + " as the id of a request");
-    engine_.handle(*this, id, bytes);
+    if (!is_request_id(id))
+        return misused("it uses " + std::to_string(id) + " as the id of a request");
+    if (endpoint_.is_sending(id))
+        return misused("it uses " + std::to_string(id) +
+                       " as the id of a request again, whose answer it has not taken");
+    if (may_handle())
+        engine_.handle(*this, id, bytes);
+    else
+        hold(id, bytes);
+}
+
+// Whether a request is handled at once. While answers wait, acknowledgements must still be read, and there are requests
+// before them: those are kept, and handled when there is a place for their answers. So are those behind one that waits
+// for the storage, whose answers would all come at once.
+bool Connection::may_handle() {
+    if (held_.empty() && !has_deferred() && !queue_has_place())
+        pump(); // the client may take answers: it has not been offered any in this turn
+    return !doomed_ && held_.empty() && !has_deferred() && queue_has_place();
+}
+
+void Connection::hold(std::uint32_t id, const protocol::Bytes &bytes) {
+    const Limits &limits = engine_.limits();
+    const bool is_over = held_bytes_ > limits[Limit::queue_bytes] || held_.size() >= limits[Limit::queue_messages];
+    if (is_over && !has_deferred()) // which ends with this turn, and then there is a place
+        return doom("it does not take its answers");
+    held_bytes_ += bytes.size();
+    held_.push_back({id, bytes});
+    owe();
+}
+
+void Connection::handle_held() {
+    const std::size_t before = held_.size();
+    while (!held_.empty() && !has_deferred() && (gone_ || (!doomed_ && queue_has_place()))) {
+        Held next = std::move(held_.front());
+        held_.pop_front();
+        held_bytes_ -= next.bytes.size();
+        engine_.handle(*this, next.id, next.bytes);
+    }
+    if (held_.size() != before)
+        owe(); // there may be a place for more of them now
 }
 
 void Connection::proceed(std::span<const std::uint8_t> bytes) {
@@ -76,7 +132,7 @@ void Connection::proceed(std::span<const std::uint8_t> bytes) {
         if (!queue_.empty() || has_events())
             owe(); // an acknowledgement may have made room
     } catch (const protocol::Malformed &malformed) {
-        doom(std::string("it sent ") + malformed.what());
+        misused(std::string("it sent ") + malformed.what());
     }
 }
 
@@ -104,14 +160,22 @@ bool Connection::can_start() {
 
 void Connection::start(std::uint32_t id, std::span<const std::uint8_t> bytes) {
     if (endpoint_.sending() != 0 && endpoint_.is_sending(id))
-        return doom("it has used " + std::to_string(id) + " as the id of two requests");
-    if (!endpoint_.send(id, bytes))
+        return misused("it has used " + std::to_string(id) + " as the id of two requests");
+    gone_ = !endpoint_.send(id, bytes);
+    if (gone_)
         doom("its socket takes no more");
 }
 
 bool Connection::queue_is_over() const {
     const Limits &limits = engine_.limits();
     return queue_bytes_ > limits[Limit::queue_bytes] || queue_.size() > limits[Limit::queue_messages];
+}
+
+// For the largest answer that there is in practice.
+bool Connection::queue_has_place() const {
+    const Limits &limits = engine_.limits();
+    return queue_bytes_ + protocol::kLeastQueueBytes <= limits[Limit::queue_bytes] &&
+           queue_.size() < limits[Limit::queue_messages];
 }
 
 void Connection::answer(std::uint32_t request, const protocol::Message &message) {
@@ -135,13 +199,14 @@ void Connection::wake() {
 }
 
 void Connection::owe() {
-    if (!doomed_ && !std::exchange(owing_, true))
+    if ((!doomed_ || gone_) && !std::exchange(owing_, true))
         owner_.owe(*this);
 }
 
 void Connection::settle() {
     owing_ = false;
     pump();
+    handle_held();
 }
 
 void Connection::pump() {
@@ -178,7 +243,7 @@ std::uint32_t Connection::answers_under_way() const {
 }
 
 bool Connection::is_drained() const {
-    return doomed_ || (queue_.empty() && answers_under_way() == 0);
+    return doomed_ || (queue_.empty() && held_.empty() && answers_under_way() == 0);
 }
 
 std::optional<std::string> Connection::overdue(std::uint64_t now) const {

@@ -37,9 +37,15 @@ protected:
 
 class Connection : public Session, private protocol::EndpointOwner {
 public:
+    // The header of a packet that a datagram begins with; nothing when it has none that a client may send.
+    static std::optional<protocol::PacketHeader> header_of_datagram(std::span<const std::uint8_t> datagram,
+                                                                    const Limits &limits);
+
     // Takes the record over. The engine knows of the connection until part, or as long as it lives.
     Connection(Engine &engine, ConnectionOwner &owner, ConnectionNumber number, std::string description,
                client *record);
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
     ~Connection() override;
 
     // Bytes that receive takes now: none while the connection waits for room.
@@ -48,7 +54,7 @@ public:
     // Handles bytes from the socket; now is in milliseconds.
     void receive(const std::uint8_t *data, std::size_t size, std::uint64_t now);
 
-    // The same for one whole datagram.
+    // The same for one whole datagram, which has a header as above. One that cannot be meant is ignored.
     void receive_datagram(const std::uint8_t *data, std::size_t size, std::uint64_t now);
 
     // The client has gone: gives up its locks and subscriptions, and sends nothing any more.
@@ -69,6 +75,9 @@ public:
     // Why the connection should be closed, if it should: silent for too long, or stopped half way.
     [[nodiscard]] std::optional<std::string> overdue(std::uint64_t now) const;
 
+    // Whether the client sends datagrams: anybody can write its address as his own, and networks repeat them.
+    [[nodiscard]] virtual bool is_datagram() const { return false; }
+
     [[nodiscard]] bool waits_for_room() const { return blocked_; }
     [[nodiscard]] bool is_doomed() const { return doomed_; }
 
@@ -76,6 +85,10 @@ private:
     struct Outgoing {
         std::uint32_t id;
         protocol::Bytes message;
+    };
+    struct Held {
+        std::uint32_t id;
+        protocol::Bytes bytes;
     };
 
     // Whether a packet can be written to the socket now. Otherwise wait_for_room is called, and resume is expected when
@@ -92,12 +105,17 @@ private:
     void proceed(std::span<const std::uint8_t> bytes);
     void owe();
     [[nodiscard]] bool queue_is_over() const;
+    [[nodiscard]] bool queue_has_place() const;
+    bool may_handle();
+    void hold(std::uint32_t id, const protocol::Bytes &bytes);
+    void handle_held();
     void pump();
     bool can_start();
     void start(std::uint32_t id, std::span<const std::uint8_t> bytes);
     void start_events();
     [[nodiscard]] bool is_event_under_way() const;
     [[nodiscard]] std::uint32_t answers_under_way() const;
+    void misused(const std::string &how);
     void doom(const std::string &why);
 
     Engine &engine_;
@@ -105,7 +123,9 @@ private:
     protocol::Endpoint endpoint_;
     std::deque<Outgoing> queue_; // answers that have not been started
     std::size_t queue_bytes_ = 0;
-    protocol::Bytes spare_;             // memory of an answer that has gone, for the next one
+    protocol::Bytes spare_; // memory of an answer that has gone, for the next one
+    std::deque<Held> held_; // requests that wait until there is a place for their answers
+    std::size_t held_bytes_ = 0;
     std::uint32_t event_under_way_ = 0; // id of the event that was sent last
     std::uint32_t next_event_id_;
     std::uint64_t last_heard_; // milliseconds
@@ -113,6 +133,7 @@ private:
     bool blocked_ = false;
     bool owing_ = false; // settle has been asked for
     bool doomed_ = false;
+    bool gone_ = false; // doomed as nothing can be sent: what it has asked for before is done all the same
     bool parted_ = false;
 };
 

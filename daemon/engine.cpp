@@ -27,7 +27,7 @@ void Engine::add(Session &session) {
 
 void Engine::remove(const Session &session) {
     sessions_.erase(session.number());
-    statistics_.subscriptions -= session.subscriptions.size();
+    statistics_.subscriptions -= session.subscriptions().size();
     std::erase(subscribers_, &session);
     std::vector<Waited> done;
     locks_.forget(session.number(), &done);
@@ -40,7 +40,7 @@ Session *Engine::session_of(ConnectionNumber number) const {
 }
 
 bool Engine::may_be_silent(const Session &session) const {
-    return !session.subscriptions.empty() || locks_.count(session.number()) != 0;
+    return !session.subscriptions().empty() || locks_.count(session.number()) != 0;
 }
 
 // ---- requests
@@ -92,17 +92,17 @@ void Engine::handle(Session &session, std::uint32_t id, protocol::Bytes &bytes) 
 void Engine::refuse(Session &session, std::uint32_t id, std::uint32_t code, Status status, const std::string &why) {
     ++statistics_.refusals;
     if (code == control_set || code == control_unset)
-        session.staged.reset();
+        session.drop_staged();
     session.answer(id, refusal(code, status, why));
 }
 
 void Engine::defer(Session &session, std::uint32_t id, Received message) {
-    session.has_deferred = true;
+    session.set_deferred(true);
     deferred_.push_back({session.number(), id, std::move(message)});
 }
 
 void Engine::dispatch(Session &session, std::uint32_t id, Received message) {
-    if (session.has_deferred)
+    if (session.has_deferred())
         return defer(session, id, std::move(message));
     const Request request{session, id, message};
     const auto refused = [&](Status status, const std::string &why) {
@@ -177,7 +177,7 @@ void Engine::note_synced(const LayerStore &layer, int result, const char *failur
     if (result < 0)
         failures_.failed(words_of_writer(layer), std::string(failure) + ": " + std::strerror(-result), now_());
     else if (failures_.has_failures())
-        failures_.recovered(words_of_writer(layer), "stores changes again");
+        failures_.recovered(words_of_writer(layer), "stores changes again", now_());
 }
 
 void Engine::take_back(ChangeSet &changes) {
@@ -239,9 +239,7 @@ void Engine::publish_one(const LayerStore &layer, Change &change) {
     revised_(event->revision);
     ++statistics_.changes;
     for (Session *const session : subscribers_) {
-        const bool wants = std::any_of(session->subscriptions.begin(), session->subscriptions.end(),
-                                       [&](const Scope &scope) { return scope.includes(*event); });
-        if (!wants)
+        if (!session->wants(*event))
             continue;
         ++(session->push_event(event, limits_[Limit::events]) ? statistics_.events : statistics_.lost);
         session->wake();
@@ -288,7 +286,7 @@ void Engine::commit() {
         std::vector<Deferred> waiting = std::exchange(deferred_, {});
         for (const Deferred &deferred : waiting) {
             if (Session *const session = session_of(deferred.connection))
-                session->has_deferred = false;
+                session->set_deferred(false);
         }
         for (Deferred &deferred : waiting) {
             if (Session *const session = session_of(deferred.connection))
@@ -305,6 +303,7 @@ void Engine::flush() {
         note_synced(*layer, result, "cannot store changes, which stay in memory");
         return result >= 0;
     });
+    failures_.catch_up(now_());
 }
 
 // ---- locks

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -38,6 +39,19 @@ bool sync_folder_of(const std::string &path) {
     return fd && fsync(fd.get()) == 0;
 }
 
+// Leaves errno as it is.
+bool can_be_written(const std::string &folder) {
+    const int error = errno;
+    const bool can = faccessat(AT_FDCWD, folder.c_str(), W_OK, AT_EACCESS) == 0;
+    errno = error;
+    return can;
+}
+
+std::string owner_of(const std::string &path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 ? "user " + std::to_string(status.st_uid) : "an unknown user";
+}
+
 } // namespace
 
 std::optional<std::string> read_file(const std::string &path) {
@@ -65,6 +79,9 @@ bool replace_file(const std::string &path, const std::string &text) {
 Fd reserve_folder(const std::string &path) {
     const std::string file = path + "/varneld.lock"; // modules lock the folder itself
     Fd fd(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!fd && errno == EACCES && can_be_written(path))
+        throw std::runtime_error("cannot tell whether another daemon keeps its state in " + path + ": " + file +
+                                 " of " + owner_of(file) + " cannot be opened by user " + std::to_string(geteuid()));
     if (!fd && errno != EACCES && errno != EROFS)
         throw std::system_error(errno, std::generic_category(), file);
     if (fd && flock(fd.get(), LOCK_EX | LOCK_NB) != 0)

@@ -19,7 +19,8 @@ std::optional<std::string> read_file(const std::string &path);
 bool replace_file(const std::string &path, const std::string &text);
 
 // Reserves a folder for this process, by a lock on a file in it, as long as the result lives. std::runtime_error when
-// another has reserved it. A folder that cannot be written needs no reserving: the result is none.
+// another has reserved it, or when that cannot be told, as the file belongs to another user. A folder that cannot be
+// written needs no reserving: the result is none.
 Fd reserve_folder(const std::string &path);
 
 // Makes a folder with this mode, and its parents; what is there stays as it is. std::system_error when it cannot be

@@ -4,7 +4,12 @@
 
 #include "common/device_log.h"
 
+#include <cstdint>
+
 namespace varnel::daemon {
+
+// Milliseconds in which what keeps happening is told once, or so many times.
+constexpr std::uint64_t kLogInterval = 60000;
 
 inline void log_error(const std::string &line) {
     varnel::log_error("varneld: ", line);

@@ -8,13 +8,16 @@
 #include "daemon/revision_file.h"
 #include "daemon/server.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <optional>
 #include <sys/resource.h>
+#include <system_error>
 
 namespace {
 
@@ -58,22 +61,58 @@ void expect_modules(const Options &options) {
         throw std::runtime_error("not started: there are storage modules that cannot be used");
 }
 
+// Where the file system is read-only, a folder that is missing is as good as an empty one: the device is served, though
+// nothing can be kept.
+Fd reserve_state(const std::string &folder) {
+    try {
+        make_folders(folder, 0750);
+    } catch (const std::system_error &error) {
+        if (error.code() != std::errc::read_only_file_system)
+            throw;
+        log_error("there is no state folder " + folder + ", and its file system is read-only: nothing can be kept");
+        return {};
+    }
+    return reserve_folder(folder);
+}
+
+// Keeps the file ahead of the revisions, and tells the log when that fails and when it works again.
+class RevisionKeeper {
+public:
+    explicit RevisionKeeper(const std::string &state) : file_(state + "/revision") {}
+
+    [[nodiscard]] std::uint64_t start() const { return file_.start(); }
+
+    // now is in milliseconds.
+    void note(std::uint64_t revision, std::uint64_t now) {
+        if (!file_.reserve(revision))
+            failures_.failed("revision file",
+                             "cannot be written: " + reason() + ": revisions may come again after a crash", now);
+        else if (failures_.has_failures() && file_.is_written())
+            failures_.recovered("revision file", "is written again", now);
+    }
+    void close(std::uint64_t revision) {
+        if (!file_.close(revision))
+            log_error("revision file cannot be written: " + reason());
+    }
+
+private:
+    static std::string reason() { return std::strerror(errno); }
+
+    RevisionFile file_;
+    FailureLog failures_;
+};
+
 void serve(const Options &options) {
     expect_modules(options); // before anything is made
     Listener listener(options.socket);
-    make_folders(options.state, 0750);
-    const Fd state = reserve_folder(options.state);
+    const Fd state = reserve_state(options.state);
     const Fd udp = options.udp.empty() ? Fd() : bind_udp(options.udp);
     raise_descriptor_limit(options.limits);
     const Store store(options.tree, options.modules);
-    RevisionFile revisions(options.state + "/revision");
+    RevisionKeeper revisions(options.state);
     Loop loop;
     uv_loop_t &uv = loop.get();
-    FailureLog failures;
-    const auto note_revision = [&](std::uint64_t revision) {
-        if (!revisions.reserve(revision))
-            failures.failed("revision file", "cannot be written: revisions may come again after a crash", uv_now(&uv));
-    };
+    const auto note_revision = [&](std::uint64_t revision) { revisions.note(revision, uv_now(&uv)); };
     Engine engine(
         store, options.limits, revisions.start(), [&uv] { return uv_now(&uv); }, note_revision);
     {
@@ -83,8 +122,7 @@ void serve(const Options &options) {
         server.run([&listener] { listener.stop(); });
     }
     engine.flush();
-    if (!revisions.close(engine.revision()))
-        log_error("cannot write the revision file");
+    revisions.close(engine.revision());
     log_info("ended");
 }
 

@@ -18,16 +18,32 @@ template <class Key> void uncount(std::map<Key, std::size_t> &counts, Key key) {
 
 } // namespace
 
-std::optional<std::string> Places::refusal(const std::optional<ucred> &peer) const {
-    if (!peer)
-        return std::nullopt;
-    const std::string rest = " has " + std::to_string(share()) + " of the " + std::to_string(places_) + " places";
+std::optional<std::string> Places::refusal(std::size_t taken, bool bounded) const {
+    if (taken >= places_)
+        return std::to_string(places_) + " connections are the limit";
+    if (bounded && taken >= share())
+        return "the last " + std::to_string(places_ - share()) + of_the_places() + " are kept for root and user " +
+               std::to_string(own_);
+    return std::nullopt;
+}
+
+std::optional<std::string> Places::refusal_of_datagrams(std::size_t datagrams, std::size_t taken) const {
+    const std::size_t half = (places_ + 1) / 2;
+    if (taken < places_ && datagrams >= half)
+        return "UDP peers have " + std::to_string(half) + of_the_places();
+    return refusal(taken, true);
+}
+
+std::optional<std::string> Places::refusal(const std::optional<ucred> &peer, std::size_t taken) const {
+    if (!peer || taken >= places_)
+        return refusal(taken, false);
+    const std::string rest = " has " + std::to_string(share()) + of_the_places();
     const bool known = peer->pid != 0; // a process of another PID namespace is not
     if (known && count_of(of_process_, peer->pid) >= share())
         return "process " + std::to_string(peer->pid) + rest;
     if (is_bounded(peer->uid) && count_of(of_user_, peer->uid) >= share())
         return "user " + std::to_string(peer->uid) + rest;
-    return std::nullopt;
+    return refusal(taken, is_bounded(peer->uid));
 }
 
 void Places::take(ConnectionNumber connection, const std::optional<ucred> &peer) {

@@ -2,7 +2,6 @@
 // notify, unnotify, changed, trylock, lock, unlock.
 #include "daemon/engine.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace varnel::daemon {
@@ -14,11 +13,6 @@ namespace {
 
 constexpr std::size_t kEventHead = 5;       // status, layer, revision, lost, more
 constexpr std::size_t kEventParameters = 7; // of a row
-
-bool includes(const std::vector<Scope> &subscriptions, const Event &event) {
-    return std::any_of(subscriptions.begin(), subscriptions.end(),
-                       [&](const Scope &scope) { return scope.includes(event); });
-}
 
 } // namespace
 
@@ -39,7 +33,7 @@ Scope Engine::scope_of(const Request &request) const {
 // What has happened since from, for a new subscription; what an earlier one of the connection has brought is left out.
 void Engine::catch_up(Session &session, const Scope &scope, std::uint64_t from) {
     history_.replay(from, [&](const EventRef &event) {
-        if (scope.includes(*event) && !includes(session.subscriptions, *event)) {
+        if (scope.includes(*event) && !session.wants(*event)) {
             session.push_event(event, limits_[Limit::history_events]);
             ++statistics_.events;
         }
@@ -53,20 +47,20 @@ Reply Engine::notify(const Request &request) {
     expect_count(request, 4);
     Scope scope = scope_of(request);
     const std::uint64_t from = request.message.uint64(3);
-    std::vector<Scope> &subscriptions = request.session.subscriptions;
-    const bool known = std::find(subscriptions.begin(), subscriptions.end(), scope) != subscriptions.end();
-    if (!known && subscriptions.size() >= limits_[Limit::subscriptions])
+    Session &session = request.session;
+    const bool known = session.has_subscribed(scope);
+    if (!known && session.subscriptions().size() >= limits_[Limit::subscriptions])
         throw Refused(Status::too_many,
                       "more subscriptions than the limit of " + std::to_string(limits_[Limit::subscriptions]));
     const bool lost = has_lost(any_layer(request), from);
     Message answer = ok_answer(request.code());
     answer.add(scope.layer).add(history_.revision()).add(std::uint32_t{lost});
-    request.session.answer(request.id, answer); // before the events
+    session.answer(request.id, answer); // before the events
     if (!known) {
-        catch_up(request.session, scope, lost ? 0 : from);
-        if (subscriptions.empty())
-            subscribers_.push_back(&request.session);
-        subscriptions.push_back(std::move(scope));
+        catch_up(session, scope, lost ? 0 : from);
+        if (session.subscriptions().empty())
+            subscribers_.push_back(&session);
+        session.subscribe(std::move(scope));
         ++statistics_.subscriptions;
     }
     return std::nullopt;
@@ -75,10 +69,10 @@ Reply Engine::notify(const Request &request) {
 Reply Engine::unnotify(const Request &request) {
     expect_count(request, 3);
     const Scope scope = scope_of(request);
-    if (std::erase(request.session.subscriptions, scope) == 0)
+    if (!request.session.unsubscribe(scope))
         throw Refused(Status::not_held, "there is no such subscription");
     --statistics_.subscriptions;
-    if (request.session.subscriptions.empty())
+    if (request.session.subscriptions().empty())
         std::erase(subscribers_, &request.session);
     Message answer = ok_answer(request.code());
     answer.add(scope.layer);

@@ -137,26 +137,23 @@ Reply Engine::unset(const Request &request) {
 
 // Adds the rows to what the connection has sent before, and keeps all of them when more are to come. True then.
 bool Engine::stage(const Request &request, const LayerStore &layer, std::vector<WriteRow> &rows, bool more) const {
-    std::optional<StagedWrite> &staged = request.session.staged;
+    Session &session = request.session;
+    const std::optional<StagedWrite> &staged = session.staged();
     if (!more && !staged)
         return false;
     if (staged && (staged->code != request.code() || staged->layer != layer.name())) {
-        staged.reset();
+        session.drop_staged();
         throw Refused(Status::invalid, "another write is waiting for the rest of its rows; it has been dropped");
     }
-    if (!staged)
-        staged = StagedWrite{request.code(), layer.name(), {}};
-    staged->bytes += bytes_of(rows);
-    if (staged->bytes > limits_[Limit::staged_bytes]) {
-        staged.reset();
+    const std::size_t bytes = bytes_of(rows);
+    if ((staged ? staged->bytes : 0) + bytes > limits_[Limit::staged_bytes]) {
+        session.drop_staged();
         throw Refused(Status::too_large, "a write of too many bytes; it has been dropped");
     }
-    std::move(rows.begin(), rows.end(), std::back_inserter(staged->rows));
-    if (more)
-        return true;
-    rows = std::move(staged->rows);
-    staged.reset();
-    return false;
+    session.stage(request.code(), layer.name(), std::move(rows), bytes);
+    if (!more)
+        rows = session.take_staged();
+    return more;
 }
 
 void Engine::respect_locks(const Request &request, const LayerStore &layer, const std::vector<WriteRow> &rows) const {

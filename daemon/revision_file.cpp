@@ -42,9 +42,9 @@ RevisionFile::RevisionFile(std::string path) : path_(std::move(path)) {
 bool RevisionFile::write(std::uint64_t number) {
     if (path_.empty())
         return true;
-    const bool written = replace_file(path_, std::to_string(number) + "\n");
-    reserved_ = written ? number : reserved_ + kChangesUntilNextTry;
-    return written;
+    written_ = replace_file(path_, std::to_string(number) + "\n");
+    reserved_ = written_ ? number : reserved_ + kChangesUntilNextTry;
+    return written_;
 }
 
 bool RevisionFile::reserve(std::uint64_t revision) {

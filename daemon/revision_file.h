@@ -17,11 +17,14 @@ public:
     // The revision to go on from.
     [[nodiscard]] std::uint64_t start() const { return start_; }
 
-    // To be called with every revision that has been given out; writes the file when the reserved block ends. False
-    // when the file cannot be written: revisions could come again after a crash.
+    // To be called with every revision that has been given out; writes the file when the reserved block ends. False,
+    // with errno set, when the file cannot be written: revisions could come again after a crash.
     bool reserve(std::uint64_t revision);
 
-    // At the end.
+    // Whether the last write, if there was one, has succeeded.
+    [[nodiscard]] bool is_written() const { return written_; }
+
+    // At the end. False, with errno set, when the file cannot be written.
     bool close(std::uint64_t revision);
 
 private:
@@ -30,6 +33,7 @@ private:
     std::string path_;
     std::uint64_t start_ = 0;
     std::uint64_t reserved_ = 0;
+    bool written_ = true;
 };
 
 } // namespace varnel::daemon

@@ -87,16 +87,14 @@ void Server::for_each(const std::function<void(Connection &)> &visit) const {
         visit(*connection);
 }
 
-// ---- arriving
-
-bool Server::is_full(const char *what, bool datagram) {
-    // UDP peers, which anybody can pretend to be, get no more than a half of the places.
-    const std::size_t most = engine_.limits()[Limit::clients];
-    const bool full = streams_.size() + datagrams_.size() >= most || (datagram && datagrams_.size() >= (most + 1) / 2);
-    if (full)
-        refuse(what, std::to_string(most) + " connections are the limit");
-    return full;
+template <class Visit> void Server::for_each_budget(Visit visit) {
+    for (Lines *const lines : {&stream_lines_, &datagram_lines_}) {
+        visit(lines->opened);
+        visit(lines->closed);
+    }
 }
+
+// ---- arriving
 
 // One line a second at most: strangers must not fill the log.
 void Server::refuse(const char *what, const std::string &why) {
@@ -125,40 +123,44 @@ void Server::accept_all() {
     }
 }
 
+void Server::note_opened(const Connection &connection) {
+    if (lines_of(connection).opened.allows(now()))
+        log_info(connection.description() + " opened");
+    ++engine_.statistics().accepted;
+    ++engine_.statistics().connections;
+}
+
 void Server::accept_one(Fd fd) {
-    if (is_full("connection", false))
-        return;
     const std::optional<ucred> peer = credentials_of(fd.get());
-    if (const std::optional<std::string> why = places_.refusal(peer))
+    if (const std::optional<std::string> why = places_.refusal(peer, places_taken()))
         return refuse("connection", *why);
     const ConnectionNumber number = ++last_number_;
     places_.take(number, peer);
     auto connection = std::make_unique<StreamConnection>(*this, engine_, number, std::move(fd));
-    log_info(connection->description() + " opened");
-    ++engine_.statistics().accepted;
-    ++engine_.statistics().connections;
+    note_opened(*connection);
     streams_.emplace(number, std::move(connection));
 }
 
-Connection *Server::datagram_peer(const sockaddr_in &peer, const std::uint8_t *data, std::size_t size) {
+Connection *Server::datagram_peer(const sockaddr_in &peer, std::span<const std::uint8_t> datagram) {
     // Before anything is said of the peer: whoever can write its address as his own must not spoil its connection so
-    // easily.
-    const bool is_packet =
-        size >= PACKET_HEADER_SIZE && size <= PACKET_SIZE && std::memcmp(data, PACKET_MAGIC, PACKET_MAGIC_SIZE) == 0;
-    if (!is_packet || ntohs(peer.sin_port) > kHighestPort || peer.sin_port == 0) {
+    // easily, nor make one.
+    const auto header = Connection::header_of_datagram(datagram, engine_.limits());
+    const bool is_packet = header && datagram.size() <= PACKET_SIZE;
+    const bool is_answerable = ntohs(peer.sin_port) <= kHighestPort && peer.sin_port != 0;
+    const auto found = datagrams_.find(peer_key(peer));
+    const bool is_known = found != datagrams_.end();
+    if (!is_packet || !is_answerable || (header->acknowledges() && !is_known)) {
         ++engine_.statistics().ignored;
         return nullptr;
     }
-    const auto found = datagrams_.find(peer_key(peer));
-    if (found != datagrams_.end())
+    if (is_known)
         return found->second.get();
-    if (is_full("UDP peer", true))
+    if (const std::optional<std::string> why = places_.refusal_of_datagrams(datagrams_.size(), places_taken())) {
+        refuse("UDP peer", *why);
         return nullptr;
-    const ConnectionNumber number = ++last_number_;
-    auto connection = std::make_unique<DatagramConnection>(*this, engine_, number, udp_, peer);
-    log_info(connection->description() + " opened");
-    ++engine_.statistics().accepted;
-    ++engine_.statistics().connections;
+    }
+    auto connection = std::make_unique<DatagramConnection>(*this, engine_, ++last_number_, udp_, peer);
+    note_opened(*connection);
     return datagrams_.emplace(peer_key(peer), std::move(connection)).first->second.get();
 }
 
@@ -174,7 +176,7 @@ void Server::receive_datagrams() {
         if (n < 0 || length != sizeof peer)
             continue;
         const auto size = static_cast<std::size_t>(n);
-        Connection *const connection = datagram_peer(peer, buffer, size);
+        Connection *const connection = datagram_peer(peer, {buffer, size});
         if (connection != nullptr && !connection->is_doomed())
             connection->receive_datagram(buffer, size, now());
     }
@@ -187,7 +189,8 @@ void Server::leave(const Connection &connection) {
 }
 
 void Server::doom(Connection &connection, const std::string &why) {
-    log_error(connection.description() + " closed: " + why);
+    if (lines_of(connection).closed.allows(now()))
+        log_error(connection.description() + " closed: " + why);
     ++engine_.statistics().dropped;
     leave(connection);
 }
@@ -234,7 +237,8 @@ void Server::end_of_turn() {
         engine_.commit();
         for (Connection *connection : std::exchange(owing_, {}))
             connection->settle();
-        close_leavers(); // locks that become free are news for others
+        if (owing_.empty())  // otherwise requests of theirs may still be handled
+            close_leavers(); // locks that become free are news for others
     } while (!owing_.empty() || !leaving_.empty());
     set_wait_timer();
 }
@@ -268,6 +272,7 @@ void Server::keep_house() {
         if (connection->waits_for_room())
             connection->resume(now());
     }
+    for_each_budget([this](LineBudget &budget) { budget.catch_up(now()); });
     if (end_deadline_ == 0)
         uv_poll_start(&listener_poll_, UV_READABLE, [](uv_poll_t *h, int, int) { server_of(h).accept_all(); });
 }
@@ -299,6 +304,7 @@ void Server::close_everything() {
         leaving_.push_back(number);
     close_leavers();
     datagrams_.clear();
+    for_each_budget([](LineBudget &budget) { budget.finish(); });
     for (uv_handle_t *handle : handles_)
         uv_close(handle, nullptr);
     handles_.clear();

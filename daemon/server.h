@@ -4,6 +4,7 @@
 
 #include "daemon/connection.h"
 #include "daemon/gathering.h"
+#include "daemon/line_budget.h"
 #include "daemon/places.h"
 #include "daemon/socket.h"
 
@@ -12,6 +13,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -54,6 +56,8 @@ class DatagramConnection : public Connection {
 public:
     DatagramConnection(Server &server, Engine &engine, ConnectionNumber number, int fd, const sockaddr_in &peer);
 
+    [[nodiscard]] bool is_datagram() const override { return true; }
+
 private:
     // The socket is shared, so that nobody watches it for one peer: the server tries again now and then.
     bool take_room() override { return is_writable(fd_); }
@@ -92,7 +96,8 @@ private:
     void accept_all();
     void accept_one(Fd fd);
     void receive_datagrams();
-    Connection *datagram_peer(const sockaddr_in &peer, const std::uint8_t *data, std::size_t size);
+    Connection *datagram_peer(const sockaddr_in &peer, std::span<const std::uint8_t> datagram);
+    void note_opened(const Connection &connection);
     void end_of_look();
     void end_of_turn();
     void close_leavers();
@@ -102,11 +107,19 @@ private:
     void begin_end();
     void end_when_drained();
     void close_everything();
-    bool is_full(const char *what, bool datagram);
+    [[nodiscard]] std::size_t places_taken() const { return streams_.size() + datagrams_.size(); }
     void refuse(const char *what, const std::string &why);
     void for_each(const std::function<void(Connection &)> &visit) const;
 
     template <class Handle> void own(Handle &handle);
+
+    // What the log tells of connections. UDP peers, of which anybody can make many, do not use up the others' lines.
+    struct Lines {
+        LineBudget opened;
+        LineBudget closed;
+    };
+    Lines &lines_of(const Connection &connection) { return connection.is_datagram() ? datagram_lines_ : stream_lines_; }
+    template <class Visit> void for_each_budget(Visit visit);
 
     uv_loop_t &loop_;
     Engine &engine_;
@@ -116,9 +129,11 @@ private:
     ConnectionNumber last_number_ = 0;
     std::unordered_map<ConnectionNumber, std::unique_ptr<StreamConnection>> streams_;
     std::unordered_map<std::uint64_t, std::unique_ptr<DatagramConnection>> datagrams_; // by address and port
-    Places places_;                                                                    // of the streams
+    Places places_;
     std::vector<Connection *> owing_;
     std::vector<ConnectionNumber> leaving_;
+    Lines stream_lines_{LineBudget("connections opened"), LineBudget("connections closed for a reason")};
+    Lines datagram_lines_{LineBudget("UDP peers opened"), LineBudget("UDP peers closed for a reason")};
     std::uint64_t last_refusal_logged_ = 0;
     std::uint64_t refusals_not_logged_ = 0;
     std::uint64_t end_deadline_ = 0; // not 0: ending

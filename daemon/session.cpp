@@ -3,6 +3,9 @@
 
 #include "protocol/protocol.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace varnel::daemon {
 
 namespace {
@@ -47,6 +50,36 @@ bool Session::within_rate(std::uint64_t now, std::uint32_t rate) {
         requests_ = 0;
     }
     return ++requests_ <= rate;
+}
+
+bool Session::has_subscribed(const Scope &scope) const {
+    return std::find(subscriptions_.begin(), subscriptions_.end(), scope) != subscriptions_.end();
+}
+
+bool Session::wants(const Event &event) const {
+    return std::any_of(subscriptions_.begin(), subscriptions_.end(),
+                       [&event](const Scope &scope) { return scope.includes(event); });
+}
+
+void Session::subscribe(Scope scope) {
+    subscriptions_.push_back(std::move(scope));
+}
+
+bool Session::unsubscribe(const Scope &scope) {
+    return std::erase(subscriptions_, scope) != 0;
+}
+
+void Session::stage(std::uint32_t code, const std::string &layer, std::vector<WriteRow> rows, std::size_t bytes) {
+    if (!staged_)
+        staged_ = StagedWrite{code, layer, {}};
+    staged_->bytes += bytes;
+    std::move(rows.begin(), rows.end(), std::back_inserter(staged_->rows));
+}
+
+std::vector<WriteRow> Session::take_staged() {
+    std::vector<WriteRow> rows = staged_ ? std::move(staged_->rows) : std::vector<WriteRow>();
+    staged_.reset();
+    return rows;
 }
 
 } // namespace varnel::daemon

@@ -59,13 +59,29 @@ public:
     // Counts a request; false when there were more in this second than rate. now is in milliseconds.
     bool within_rate(std::uint64_t now, std::uint32_t rate);
 
-    std::vector<Scope> subscriptions;
-    std::optional<StagedWrite> staged;
-    bool has_deferred = false; // requests that wait for the storage: later ones wait behind them
+    // What the connection has subscribed to: each scope once.
+    [[nodiscard]] const std::vector<Scope> &subscriptions() const { return subscriptions_; }
+    [[nodiscard]] bool has_subscribed(const Scope &scope) const;
+    [[nodiscard]] bool wants(const Event &event) const;
+    void subscribe(Scope scope);          // which it has not subscribed to
+    bool unsubscribe(const Scope &scope); // false when there is no such subscription
+
+    // The rows of a write that are there so far, if there are any.
+    [[nodiscard]] const std::optional<StagedWrite> &staged() const { return staged_; }
+    void stage(std::uint32_t code, const std::string &layer, std::vector<WriteRow> rows, std::size_t bytes);
+    std::vector<WriteRow> take_staged();
+    void drop_staged() { staged_.reset(); }
+
+    // Whether requests wait for the storage: later ones wait behind them.
+    [[nodiscard]] bool has_deferred() const { return has_deferred_; }
+    void set_deferred(bool has_deferred) { has_deferred_ = has_deferred; }
 
 private:
     const ConnectionNumber number_;
     const std::string description_;
+    std::vector<Scope> subscriptions_;
+    std::optional<StagedWrite> staged_;
+    bool has_deferred_ = false;
     std::deque<EventRef> events_;
     bool lost_ = false;
     std::uint64_t second_ = 0;

@@ -11,7 +11,7 @@ struct Statistics {
     std::uint64_t subscriptions = 0; // now
     std::uint64_t accepted = 0;      // ever
     std::uint64_t refused = 0;       // over the limit of clients
-    std::uint64_t ignored = 0;       // datagrams that are no packets, or from where no answer gets to
+    std::uint64_t ignored = 0;       // datagrams that no client sends, or from where no answer gets to
     std::uint64_t dropped = 0;       // closed by the daemon for what they did or did not do
     std::uint64_t requests = 0;
     std::uint64_t refusals = 0; // answers that were not ok

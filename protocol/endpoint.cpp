@@ -31,6 +31,24 @@ void store_word(std::uint8_t *bytes, std::uint32_t word) {
         bytes[i] = static_cast<std::uint8_t>(word);
 }
 
+PacketHeader header_of(const std::uint8_t *packet) {
+    return {load_word(packet + 6), load_word(packet + 10), load_word(packet + 14), load_word(packet + 18)};
+}
+
+// What is wrong with a packet, whatever has arrived before; nothing when it may be right.
+std::optional<std::string> fault_of(const PacketHeader &header, const EndpointBounds &bounds) {
+    if (header.acknowledges())
+        return std::nullopt;
+    if (header.length == 0 || header.length > PACKET_PAYLOAD_MAX)
+        return "a packet of " + std::to_string(header.length) + " bytes";
+    if (header.index == 0 || header.index > header.count)
+        return "packet " + std::to_string(header.index) + " of " + std::to_string(header.count);
+    const auto least_bytes = std::uint64_t{header.count - 1} * PACKET_PAYLOAD_MAX + 1;
+    if (header.count > bounds.packets || (header.count > 1 && least_bytes > bounds.message_bytes))
+        return "a message of " + std::to_string(header.count) + " packets, which is over the limit";
+    return std::nullopt;
+}
+
 void bring_to_size(circle_buf *ring) {
     const std::array<std::uint8_t, kRingSize> zeros{};
     circle_buf_put(ring, zeros.data(), kRingSize);
@@ -38,6 +56,16 @@ void bring_to_size(circle_buf *ring) {
 }
 
 } // namespace
+
+std::optional<PacketHeader> Endpoint::header_of_datagram(std::span<const std::uint8_t> datagram,
+                                                         const EndpointBounds &bounds) {
+    const std::uint8_t *const packet = datagram.data();
+    if (datagram.size() < PACKET_HEADER_SIZE || std::memcmp(packet, PACKET_MAGIC, PACKET_MAGIC_SIZE) != 0)
+        return std::nullopt;
+    const PacketHeader header = header_of(packet);
+    const bool is_whole = datagram.size() - PACKET_HEADER_SIZE >= header.length;
+    return is_whole && !fault_of(header, bounds) ? std::optional(header) : std::nullopt;
+}
 
 Endpoint::Endpoint(client *record, const EndpointBounds &bounds, EndpointOwner &owner)
     : record_(record), bounds_(bounds), owner_(owner) {
@@ -56,10 +84,6 @@ void Endpoint::put(const std::uint8_t *data, std::size_t size) {
     circle_buf_put(record_->recv_buf, data, static_cast<std::int32_t>(size));
 }
 
-Endpoint::Header Endpoint::header_of(const std::uint8_t *packet) {
-    return {load_word(packet + 6), load_word(packet + 10), load_word(packet + 14), load_word(packet + 18)};
-}
-
 bool Endpoint::peek(Header &header) const {
     std::uint8_t bytes[PACKET_HEADER_SIZE];
     const std::int32_t there = circle_buf_get_peek(record_->recv_buf, bytes, sizeof bytes);
@@ -73,15 +97,8 @@ bool Endpoint::peek(Header &header) const {
 }
 
 void Endpoint::check(const Header &header) const {
-    if (header.acknowledges())
-        return;
-    if (header.length == 0 || header.length > PACKET_PAYLOAD_MAX)
-        throw Malformed("a packet of " + std::to_string(header.length) + " bytes");
-    if (header.index == 0 || header.index > header.count)
-        throw Malformed("packet " + std::to_string(header.index) + " of " + std::to_string(header.count));
-    const auto least_bytes = std::uint64_t{header.count - 1} * PACKET_PAYLOAD_MAX + 1;
-    if (header.count > bounds_.packets || (header.count > 1 && least_bytes > bounds_.message_bytes))
-        throw Malformed("a message of " + std::to_string(header.count) + " packets, which is over the limit");
+    if (const std::optional<std::string> fault = fault_of(header, bounds_))
+        throw Malformed(*fault);
     const msginfo *const message = arriving(header);
     if (message != nullptr && msginfo_packet_count(message) != header.count)
         throw Malformed("packet " + std::to_string(header.index) + " of " + std::to_string(header.count) +

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 
 namespace varnel::protocol {
@@ -19,6 +20,12 @@ struct EndpointBounds {
     std::size_t message_bytes;
     std::uint32_t packets;    // of one message
     std::uint32_t unfinished; // messages at a time
+};
+
+// What a packet says of itself.
+struct PacketHeader {
+    std::uint32_t id, count, index, length;
+    [[nodiscard]] bool acknowledges() const { return count == 0 && length == 0; }
 };
 
 // What an endpoint asks of its owner.
@@ -41,6 +48,10 @@ protected:
 // No state beyond the record's: one thread at a time, as for the record. Ignore SIGPIPE.
 class Endpoint {
 public:
+    // The header of a whole packet that a datagram begins with; nothing when there is none, or it is over the bounds.
+    static std::optional<PacketHeader> header_of_datagram(std::span<const std::uint8_t> datagram,
+                                                          const EndpointBounds &bounds);
+
     // Takes the record over (client_free). A nullptr is std::bad_alloc.
     Endpoint(client *record, const EndpointBounds &bounds, EndpointOwner &owner);
 
@@ -72,11 +83,7 @@ private:
     struct ClientDeleter {
         void operator()(client *record) const { client_free(record); }
     };
-    struct Header {
-        std::uint32_t id, count, index, length;
-        [[nodiscard]] bool acknowledges() const { return count == 0 && length == 0; }
-    };
-    static Header header_of(const std::uint8_t *packet);
+    using Header = PacketHeader;
     bool peek(Header &header) const;
     void check(const Header &header) const;
     [[nodiscard]] std::int32_t waiting() const { return record_->recv_buf->length; }

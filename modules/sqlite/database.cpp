@@ -10,8 +10,8 @@ namespace varnel::modules {
 
 namespace {
 
-// Calls SQLite so that errno tells of the call: SQLite itself has the system's reason for some failures only, and not
-// for those of COMMIT.
+// Calls SQLite so that errno tells of this call and of none before: SQLite itself has the system's reason for some
+// failures only, and not for those of COMMIT.
 template <class Call> int with_errno(Call call) {
     errno = 0;
     return call();
@@ -128,32 +128,36 @@ std::string Database::ask(const std::string &sql) {
 }
 
 void Database::configure(int option, bool on) const {
-    require(sqlite3_db_config(get(), option, on ? 1 : 0, nullptr));
+    require(with_errno([&] { return sqlite3_db_config(get(), option, on ? 1 : 0, nullptr); }));
 }
 
 Statement::Statement(Database &database, const std::string &sql) : database_(database) {
     sqlite3_stmt *handle = nullptr;
-    database.require(sqlite3_prepare_v3(database.get(), sql.c_str(), static_cast<int>(sql.size()),
-                                        SQLITE_PREPARE_PERSISTENT, &handle, nullptr));
+    database.require(with_errno([&] {
+        return sqlite3_prepare_v3(database.get(), sql.c_str(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
+                                  &handle, nullptr);
+    }));
     handle_.reset(handle);
 }
 
 Statement &Statement::bind(int parameter, std::int64_t number) {
-    database_.require(sqlite3_bind_int64(handle_.get(), parameter, number));
+    database_.require(with_errno([&] { return sqlite3_bind_int64(handle_.get(), parameter, number); }));
     return *this;
 }
 
 Statement &Statement::bind_text(int parameter, std::string_view text) {
-    database_.require(
-        sqlite3_bind_text(handle_.get(), parameter, text.data(), static_cast<int>(text.size()), SQLITE_STATIC));
+    database_.require(with_errno([&] {
+        return sqlite3_bind_text(handle_.get(), parameter, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+    }));
     return *this;
 }
 
 // A null pointer would stand for NULL.
 Statement &Statement::bind_bytes(int parameter, std::string_view bytes) {
     const void *const start = bytes.empty() ? kNothing : bytes.data();
-    database_.require(
-        sqlite3_bind_blob(handle_.get(), parameter, start, static_cast<int>(bytes.size()), SQLITE_STATIC));
+    database_.require(with_errno([&] {
+        return sqlite3_bind_blob(handle_.get(), parameter, start, static_cast<int>(bytes.size()), SQLITE_STATIC);
+    }));
     return *this;
 }
 

@@ -39,7 +39,8 @@ public:
     // Whether a transaction has begun.
     [[nodiscard]] bool in_transaction() const { return sqlite3_get_autocommit(get()) == 0; }
 
-    // Throws what SQLite's result stands for; nothing when it is a success.
+    // Throws what SQLite's result, and errno as the call has left it, stand for; nothing when it is a success. errno
+    // must have been 0 before the call.
     void require(int code) const;
 
 private:

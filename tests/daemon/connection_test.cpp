@@ -1,115 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A connection between an engine and a socket: how much it keeps for a client, and when it gives one up.
-#include "engine_fixture.h"
-#include "transport/wire.h"
-
-#include "daemon/connection.h"
-
-#include <csignal>
-
-using namespace varnel::daemon;
-using varnel::make_string;
-using varnel::protocol::kFirstEventId;
-
-namespace {
-
-class Owner final : public ConnectionOwner {
-public:
-    void owe(Connection &connection) override {
-        ++owed;
-        if (every_answer_ends_a_turn)
-            connection.settle();
-    }
-    void doom(Connection &, const std::string &why) override { reasons += why + "; "; }
-    std::string reasons;
-    bool every_answer_ends_a_turn = true;
-    int owed = 0;
-};
-
-// A connection that has as much room as the test says.
-class TestConnection final : public Connection {
-public:
-    TestConnection(Engine &engine, ConnectionOwner &owner, int fd)
-        : Connection(engine, owner, 1, "connection 1", client_new(CLIENT_STREAM, fd, nullptr)) {}
-
-    std::size_t room = SIZE_MAX;
-    int waits = 0;
-
-private:
-    bool take_room() override {
-        if (room == 0)
-            return false;
-        --room;
-        return true;
-    }
-    void wait_for_room() override { ++waits; }
-    std::optional<std::uint32_t> longest_silence(const Limits &limits, bool attached) const override {
-        return attached ? std::nullopt : std::optional(limits[Limit::idle]);
-    }
-};
-
-class ConnectionTest : public EngineTest {
-public:
-    TestConnection &connection() {
-        if (!connection_)
-            connection_.emplace(engine(), owner, ends_.writer.get());
-        return *connection_;
-    }
-    void close() { connection_.reset(); }
-
-    // What the client sends, in reads of at most a packet.
-    void feed(const Bytes &bytes) {
-        for (std::size_t at = 0; at < bytes.size() && connection().space() > 0;) {
-            const std::size_t some = std::min({bytes.size() - at, connection().space(), std::size_t{PACKET_SIZE}});
-            connection().receive(bytes.data() + at, some, now);
-            at += some;
-        }
-    }
-    void send(std::uint32_t id, const Message &message) {
-        for (const Bytes &one : packets_of(id, message.encode())) {
-            feed(one);
-            engine().commit();
-        }
-    }
-    void get(std::uint32_t id) { send(id, get_request("volatile", "net", "port")); }
-    void set(const char *value) { ask(client(9), set_request("volatile", {{"net", "port", value}})); }
-
-    // Packets that have arrived at the client: "id/count.index".
-    std::string packets() {
-        std::string text;
-        const Bytes all = drain(ends_.reader.get());
-        received_.insert(received_.end(), all.begin(), all.end());
-        while (received_.size() >= PACKET_HEADER_SIZE) {
-            const auto word = [this](std::size_t at) {
-                return std::uint32_t{received_[at]} << 24 | std::uint32_t{received_[at + 1]} << 16 |
-                       std::uint32_t{received_[at + 2]} << 8 | received_[at + 3];
-            };
-            text +=
-                (word(6) >= kFirstEventId ? "e" + std::to_string(word(6) - kFirstEventId) : std::to_string(word(6))) +
-                "/" + std::to_string(word(10)) + "." + std::to_string(word(14)) + " ";
-            const std::size_t size = PACKET_HEADER_SIZE + word(18);
-            last_.assign(received_.begin() + PACKET_HEADER_SIZE, received_.begin() + static_cast<std::ptrdiff_t>(size));
-            received_.erase(received_.begin(), received_.begin() + static_cast<std::ptrdiff_t>(size));
-        }
-        return text;
-    }
-    // The payload of the last packet, as an answer.
-    std::string last_answer() { return answer_words(Received(last_)); }
-
-    Owner owner;
-
-private:
-    Ends ends_ = Ends::stream();
-    Bytes received_;
-    Bytes last_;
-    std::optional<TestConnection> connection_;
-};
-
-std::string text(std::size_t size) {
-    return std::string(size, 'x');
-}
-
-} // namespace
+// A connection between an engine and a socket: ids, turns, events, time, the end.
+#include "connection_fixture.h"
 
 TEST_F(ConnectionTest, AnswersUnderTheIdOfTheRequest) {
     get(7);
@@ -142,7 +33,7 @@ TEST_F(ConnectionTest, RefusesAnIdWhoseAnswerIsUnderWay) {
     get(7);
     EXPECT_EQ(packets(), "7/3.1 ");
     get(7);
-    EXPECT_EQ(owner.reasons, "it uses 7 as the id of a request; ");
+    EXPECT_EQ(owner.reasons, "it uses 7 as the id of a request again, whose answer it has not taken; ");
     EXPECT_TRUE(connection().is_doomed());
 }
 
@@ -160,86 +51,6 @@ TEST_F(ConnectionTest, ADoomedConnectionHandlesNothingMore) {
     EXPECT_TRUE(connection().is_doomed());
     EXPECT_EQ(content("volatile", "main"), "");
     EXPECT_EQ(packets(), "");
-    EXPECT_TRUE(connection().is_drained());
-}
-
-TEST_F(ConnectionTest, QueuesAnswersWithoutRoomAndSendsThemInOrder) {
-    connection().room = 0;
-    feed(join({packets_of(1, get_request("volatile", "net", "port").encode())[0],
-               packets_of(2, get_request("volatile", "net", "port").encode())[0]}));
-    EXPECT_EQ(packets(), "");
-    EXPECT_EQ(connection().waits, 1); // it is told once
-    EXPECT_TRUE(connection().waits_for_room());
-    EXPECT_EQ(connection().space(), 0U); // and reads nothing more
-    EXPECT_FALSE(connection().is_drained());
-    connection().room = 1;
-    connection().resume(now);
-    EXPECT_EQ(packets(), "1/1.1 ");
-    EXPECT_TRUE(connection().waits_for_room());
-    connection().room = SIZE_MAX;
-    connection().resume(now);
-    EXPECT_EQ(packets(), "2/1.1 ");
-    EXPECT_TRUE(connection().is_drained());
-    EXPECT_GT(connection().space(), 0U);
-}
-
-TEST_F(ConnectionTest, SendsLargeAnswersPacketByPacket) {
-    set(text(2500).c_str());
-    get(7);
-    EXPECT_EQ(packets(), "7/3.1 ");
-    EXPECT_FALSE(connection().is_drained());
-    feed(ack(7, 1));
-    EXPECT_EQ(packets(), "7/3.2 ");
-    feed(ack(7, 2));
-    EXPECT_EQ(packets(), "7/3.3 ");
-    EXPECT_TRUE(connection().is_drained());
-}
-
-TEST_F(ConnectionTest, FourLargeAnswersAreUnderWayAtATime) {
-    set(text(2500).c_str());
-    for (std::uint32_t id = 1; id <= 6; ++id)
-        get(id);
-    EXPECT_EQ(packets(), "1/3.1 2/3.1 3/3.1 4/3.1 ");
-    feed(join({ack(2, 1), ack(2, 2)}));
-    EXPECT_EQ(packets(), "2/3.2 2/3.3 5/3.1 ");
-    feed(join({ack(1, 1), ack(1, 2), ack(3, 1), ack(3, 2)}));
-    EXPECT_EQ(packets(), "1/3.2 1/3.3 3/3.2 3/3.3 6/3.1 ");
-}
-
-TEST_F(ConnectionTest, GivesUpAClientThatDoesNotTakeItsAnswers) {
-    EXPECT_EQ(limits.set("queue_bytes", "150000"), std::nullopt);
-    set(text(50000).c_str());
-    for (std::uint32_t id = 1; id <= 6; ++id)
-        get(id);
-    EXPECT_EQ(owner.reasons, "");
-    get(7);
-    EXPECT_EQ(owner.reasons, "it does not take its answers; ");
-}
-
-TEST_F(ConnectionTest, GivesUpAClientThatLetsManySmallAnswersWait) {
-    EXPECT_EQ(limits.set("queue_messages", "3"), std::nullopt);
-    set(text(2500).c_str());
-    for (std::uint32_t id = 1; id <= 4; ++id)
-        get(id);
-    for (std::uint32_t id = 5; id <= 7; ++id)
-        send(id, request(control_other, {"version"}));
-    EXPECT_EQ(owner.reasons, "");
-    send(8, request(control_other, {"version"}));
-    EXPECT_EQ(owner.reasons, "it does not take its answers; ");
-}
-
-TEST_F(ConnectionTest, TheQueueHasNoMemoryOfWhatHasLeftIt) {
-    EXPECT_EQ(limits.set("queue_messages", "2"), std::nullopt);
-    EXPECT_EQ(limits.set("queue_bytes", "133120"), std::nullopt);
-    set(text(1500).c_str());
-    for (std::uint32_t round = 0; round < 100; ++round) {
-        connection().room = 0;
-        get(1 + 2 * round);
-        connection().room = SIZE_MAX;
-        connection().resume(now);
-        feed(ack(1 + 2 * round, 1));
-    }
-    EXPECT_EQ(owner.reasons, "");
     EXPECT_TRUE(connection().is_drained());
 }
 

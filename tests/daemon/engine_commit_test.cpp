@@ -112,6 +112,30 @@ TEST_F(EngineCommit, AFullStorageDoesNotFillTheLog) {
     EXPECT_EQ(log.texts(LogLine::info), (std::vector<std::string>{"layer user: backend main stores changes again\n"}));
 }
 
+TEST_F(EngineCommit, TheLastLineOfTheLogTellsHowTheStorageIs) {
+    engine(); // whose start has lines of its own
+    const LogCapture log;
+    const std::string line = "layer user: backend main cannot store changes: No space left on device";
+    const auto set = [this](int result) {
+        backend("user", "main").results.clear();
+        if (result != 0)
+            fail_sync(result);
+        ask(set_request("user", {{"net", "port", std::to_string(++now).c_str()}}));
+    };
+    set(-ENOSPC);
+    set(0);
+    set(-ENOSPC);
+    EXPECT_EQ(log.texts(LogLine::error).back(), line + "; it comes and goes, and is told again in a minute\n");
+    set(0);
+    engine().flush();
+    EXPECT_EQ(log.texts(LogLine::info).size(), 1U);
+    now += 60000;
+    engine().flush(); // nobody asks for anything any more
+    EXPECT_EQ(log.texts(LogLine::error).size(), 2U);
+    const std::string works = "layer user: backend main stores changes again\n";
+    EXPECT_EQ(log.texts(LogLine::info), (std::vector<std::string>{works, works}));
+}
+
 TEST_F(EngineCommit, GoesOnAfterAFailedSync) {
     fail_sync(-EIO);
     EXPECT_EQ(ask(set_request("user", {{"net", "port", "80"}})), "io_error: backend main: Input/output error");

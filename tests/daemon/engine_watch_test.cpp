@@ -207,7 +207,7 @@ TEST_F(EngineWatch, ChangedTellsThePast) {
     EXPECT_EQ(changed("net", "port", 0), "ok volatile 4 0 0 2 2 volatile net port '' 80");
     EXPECT_EQ(changed("", "", 3), "ok volatile 4 0 0 4 2 volatile disk size '' 1");
     EXPECT_EQ(changed("", "", 4), "ok volatile 4 0 0");
-    EXPECT_TRUE(client().subscriptions.empty());
+    EXPECT_TRUE(client().subscriptions().empty());
 }
 
 TEST_F(EngineWatch, ChangedFromNowTellsTheRevision) {

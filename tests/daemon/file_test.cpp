@@ -92,3 +92,9 @@ TEST_F(File, MakesFoldersWithTheirParents) {
     make_folders("", 0755);
     EXPECT_THROW(make_folders(path("a/b/c/file/d"), 0755), std::system_error);
 }
+
+TEST_F(File, ReservesAFolderOnce) {
+    const varnel::Fd first = reserve_folder(path(""));
+    EXPECT_TRUE(first);
+    EXPECT_THROW(reserve_folder(path("")), std::runtime_error);
+}

@@ -14,16 +14,17 @@ public:
     // Whether a process of a user gets a further place, which it takes then.
     bool enter(pid_t process, uid_t user) {
         const ucred peer{process, user, 0};
-        if (places.refusal(peer))
+        if (places.refusal(peer, taken))
             return false;
         places.take(++number, peer);
         return true;
     }
     std::string refusal(pid_t process, uid_t user) const {
-        return places.refusal(ucred{process, user, 0}).value_or("");
+        return places.refusal(ucred{process, user, 0}, taken).value_or("");
     }
     Places places{16, kOwnUser};
     varnel::daemon::ConnectionNumber number = 0;
+    std::size_t taken = 0; // by others
 };
 
 } // namespace
@@ -69,17 +70,43 @@ TEST_F(PlacesTest, ProcessesWithoutANumberAreNotOne) {
 
 TEST_F(PlacesTest, WhoIsNotKnownIsNotBounded) {
     for (int i = 0; i < 20; ++i) {
-        EXPECT_EQ(places.refusal(std::nullopt), std::nullopt);
+        EXPECT_EQ(places.refusal(std::nullopt, taken), std::nullopt);
         places.take(++number, std::nullopt);
     }
+}
+
+TEST_F(PlacesTest, TheLastEighthIsKeptForRootAndTheDaemonsUser) {
+    const std::string kept = "the last 2 of the 16 places are kept for root and user 500";
+    taken = 13;
+    EXPECT_EQ(refusal(7, 1000), "");
+    EXPECT_EQ(places.refusal_of_datagrams(0, taken), std::nullopt);
+    for (taken = 14; taken < 16; ++taken) {
+        EXPECT_EQ(refusal(7, 1000), kept);
+        EXPECT_EQ(places.refusal_of_datagrams(0, taken), kept);
+        EXPECT_EQ(refusal(7, 0), "");
+        EXPECT_EQ(refusal(7, kOwnUser), "");
+    }
+}
+
+TEST_F(PlacesTest, NobodyGetsMoreThanThereAre) {
+    taken = 16;
+    for (const uid_t user : {uid_t{0}, kOwnUser, uid_t{1000}})
+        EXPECT_EQ(refusal(7, user), "16 connections are the limit");
+    EXPECT_EQ(places.refusal(std::nullopt, taken), "16 connections are the limit");
+}
+
+TEST_F(PlacesTest, AHalfIsForDatagrams) {
+    EXPECT_EQ(places.refusal_of_datagrams(7, 7), std::nullopt);
+    EXPECT_EQ(places.refusal_of_datagrams(8, 8), "UDP peers have 8 of the 16 places");
+    EXPECT_EQ(Places(1, kOwnUser).refusal_of_datagrams(0, 0), std::nullopt);
 }
 
 TEST(PlacesOfFew, AreAllForOneProcess) {
     Places places(7, kOwnUser);
     const ucred peer{7, 1000, 0};
     for (varnel::daemon::ConnectionNumber number = 1; number <= 7; ++number) {
-        EXPECT_EQ(places.refusal(peer), std::nullopt);
+        EXPECT_EQ(places.refusal(peer, 0), std::nullopt);
         places.take(number, peer);
     }
-    EXPECT_NE(places.refusal(peer), std::nullopt);
+    EXPECT_NE(places.refusal(peer, 0), std::nullopt);
 }

@@ -3,6 +3,7 @@
 #include "daemon/revision_file.h"
 #include "folder_fixture.h"
 
+#include <cerrno>
 #include <stdexcept>
 
 using namespace varnel::daemon;
@@ -99,10 +100,17 @@ TEST_F(RevisionFileTest, RefusesAFileThatCannotBeRead) {
 TEST_F(RevisionFileTest, TellsThatItCannotBeWrittenAndGoesOn) {
     RevisionFile file(path("missing/revision"));
     EXPECT_EQ(file.start(), 0U);
+    EXPECT_TRUE(file.is_written());
     EXPECT_FALSE(file.reserve(1));
+    EXPECT_EQ(errno, ENOENT);
     EXPECT_TRUE(file.reserve(2)); // the next try comes a block later
+    EXPECT_FALSE(file.is_written());
     EXPECT_FALSE(file.reserve(2000002));
     EXPECT_FALSE(file.close(2000002));
+    EXPECT_EQ(errno, ENOENT);
+    make_folders(path("missing"), 0755);
+    EXPECT_TRUE(file.reserve(4000002));
+    EXPECT_TRUE(file.is_written());
 }
 
 TEST_F(RevisionFileTest, KeepsNothingWithoutAPath) {

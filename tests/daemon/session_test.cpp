@@ -94,3 +94,34 @@ TEST(Session, CountsRequestsBySeconds) {
     EXPECT_FALSE(session.within_rate(5999, 3));
     EXPECT_TRUE(session.within_rate(6000, 3));
 }
+
+TEST(Session, WantsTheEventsOfItsSubscriptions) {
+    SilentSession session;
+    EXPECT_FALSE(session.wants(*event(7)));
+    session.subscribe({"user", "disk", ""});
+    EXPECT_FALSE(session.wants(*event(7)));
+    session.subscribe({"user", "net", ""});
+    EXPECT_TRUE(session.wants(*event(7)));
+    EXPECT_TRUE(session.has_subscribed({"user", "net", ""}));
+    EXPECT_FALSE(session.unsubscribe({"user", "net", "port"}));
+    EXPECT_TRUE(session.unsubscribe({"user", "net", ""}));
+    EXPECT_FALSE(session.wants(*event(7)));
+    EXPECT_EQ(session.subscriptions().size(), 1U);
+}
+
+TEST(Session, CollectsTheRowsOfAWrite) {
+    SilentSession session;
+    EXPECT_TRUE(session.take_staged().empty());
+    session.stage(control_set, "user", {{"net", "port", nullptr}}, 10);
+    session.stage(control_set, "user", {{"net", "host", nullptr}, {"disk", "size", nullptr}}, 20);
+    ASSERT_TRUE(session.staged());
+    EXPECT_EQ(session.staged()->bytes, 30U);
+    EXPECT_EQ(session.staged()->layer, "user");
+    const std::vector<WriteRow> rows = session.take_staged();
+    ASSERT_EQ(rows.size(), 3U);
+    EXPECT_EQ(rows[2].name, "size");
+    EXPECT_FALSE(session.staged());
+    session.stage(control_unset, "user", {{"net", "port", nullptr}}, 10);
+    session.drop_staged();
+    EXPECT_FALSE(session.staged());
+}

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "daemon.h"
 
+#include "conversation/requests.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <sys/stat.h>
@@ -166,6 +169,31 @@ Outcome Daemon::control(const std::vector<std::string> &arguments, const std::st
     Process run(control_arguments(arguments), all);
     const int code = run.wait();
     return {code, run.out(), run.err()};
+}
+
+std::uint64_t Daemon::statistic(const std::string &name) const {
+    const auto conversation = connect();
+    for (const auto &[each, number] : conversation::statistics(*conversation)) {
+        if (each == name)
+            return number;
+    }
+    throw std::runtime_error("there is no statistic " + name);
+}
+
+std::uint16_t start_with_udp(Daemon &daemon, const std::vector<std::string> &options) {
+    std::mt19937 random(std::random_device{}());
+    for (int attempt = 0;; ++attempt) {
+        const auto port = static_cast<std::uint16_t>(1024 + random() % 18000);
+        daemon.options = options;
+        daemon.options.insert(daemon.options.end(), {"--udp", std::to_string(port)});
+        try {
+            daemon.start();
+            return port;
+        } catch (const std::runtime_error &) {
+            if (attempt == 20)
+                throw;
+        }
+    }
 }
 
 Outcome run_control(const std::vector<std::string> &arguments, const std::string &input) {

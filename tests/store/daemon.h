@@ -83,6 +83,9 @@ public:
     [[nodiscard]] std::size_t log_lines(const std::string &text) const;
     [[nodiscard]] bool logs(const std::string &text) const;
 
+    // One of its statistics, asked for over a connection of its own.
+    [[nodiscard]] std::uint64_t statistic(const std::string &name) const;
+
     // Memory in use, in KiB.
     [[nodiscard]] std::size_t resident() const;
 
@@ -103,6 +106,9 @@ class StartedDaemon : public Daemon {
 public:
     StartedDaemon() { start(); }
 };
+
+// Starts it with UDP on a port of loopback that is free, and returns the port.
+std::uint16_t start_with_udp(Daemon &daemon, const std::vector<std::string> &options = {});
 
 // varnelctl with these arguments.
 Outcome run_control(const std::vector<std::string> &arguments, const std::string &input = "");

@@ -51,7 +51,42 @@ TEST_F(Hostile, RandomBytesEndTheConnection) {
         peer.send(random_bytes(1 + number(4000)));
         EXPECT_TRUE(peer.is_closed());
     }
-    EXPECT_EQ(daemon.log_lines("closed: "), 200U);
+    EXPECT_EQ(daemon.statistic("dropped"), 200U);
+    expect_unharmed();
+}
+
+// So many lines a minute are logged, and the others are counted.
+TEST_F(Hostile, ComingAndGoingDoesNotFillTheLog) {
+    for (int i = 0; i < 50; ++i) {
+        Peer peer = Peer::over_unix(daemon.socket);
+        peer.send(random_bytes(100));
+        EXPECT_TRUE(peer.is_closed());
+    }
+    expect_unharmed();
+    daemon.stop();
+    EXPECT_EQ(daemon.log_lines(") opened"), 20U);
+    EXPECT_EQ(daemon.log_lines("closed: "), 20U);
+    EXPECT_TRUE(daemon.logs("connections opened: 31 more, which have not been logged")); // with the bystander
+    EXPECT_TRUE(daemon.logs("connections closed for a reason: 30 more, which have not been logged"));
+}
+
+// Whoever goes without waiting for answers has asked for it all the same.
+TEST_F(Hostile, WhatWasAskedForBeforeTheEndIsDone) {
+    Bytes requests;
+    const auto add = [&requests](std::uint32_t id, const Message &request) {
+        const Bytes one = encode(packet_of(id, request.encode(), 1));
+        requests.insert(requests.end(), one.begin(), one.end());
+    };
+    for (std::uint32_t id = 1; id <= 20; id += 2) {
+        add(id, message(control_set, "user", kInFile, kNoFlags, "g", "a", make_uint32(id)));
+        add(id + 1, get_message("user", "g", "a")); // which waits for the storage
+    }
+    {
+        Peer peer = Peer::over_unix(daemon.socket);
+        ASSERT_TRUE(peer.send(requests));
+        peer.finish_sending();
+    }
+    EXPECT_TRUE(eventually([&] { return daemon.control({"get", "g:a"}).out == "19\n"; }));
     expect_unharmed();
 }
 
@@ -142,7 +177,7 @@ TEST_F(Hostile, IdOfAnAnswerThatIsUnderWayEndsTheConnection) {
     ASSERT_TRUE(peer.receive());
     peer.send_message(2, get_message("volatile", "g", "a").encode());
     EXPECT_TRUE(peer.is_closed());
-    EXPECT_EQ(daemon.log_lines("closed: it uses 2 as the id of a request"), 1U);
+    EXPECT_EQ(daemon.log_lines("closed: it uses 2 as the id of a request again, whose answer"), 1U);
     expect_unharmed();
 }
 
@@ -236,11 +271,11 @@ TEST_F(Hostile, ClientThatNeverReadsIsNotReadEither) {
     expect_unharmed();
 }
 
-// The same for large answers: they wait up to the bound, and then the connection ends.
+// The same for large answers: they wait up to the bound, then requests do, and then the connection ends.
 TEST_F(Hostile, ClientThatAcknowledgesNothingIsClosed) {
     Peer peer = Peer::over_unix(daemon.socket);
     peer.ask(1, set_message("volatile", "g", "a", long_text(60000)));
-    for (std::uint32_t id = 2; id < 60; ++id)
+    for (std::uint32_t id = 2; id < 1100; ++id)
         peer.send(encode(packet_of(id, get_message("volatile", "g", "a").encode(), 1)));
     EXPECT_TRUE(peer.is_closed());
     EXPECT_EQ(daemon.log_lines("closed: it does not take its answers"), 1U);

@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <functional>
+#include <set>
 #include <unistd.h>
 
 namespace varnel::test {
@@ -110,22 +111,28 @@ void reach_value_bytes() {
 }
 
 // Asks for a value of several packets again and again, and acknowledges none of them.
-void take_no_answers(Limited &daemon, std::size_t value_bytes) {
-    Peer peer = Peer::over_unix(daemon.socket);
+void take_no_answers(Peer &peer, std::size_t value_bytes) {
     EXPECT_EQ(status_of(peer.ask(1, set_message("volatile", "g", "a", long_text(value_bytes)))), Status::ok);
     for (std::uint32_t id = 2; id < 40; ++id)
         peer.send(encode(packet_of(id, get_message("volatile", "g", "a").encode(), 1)));
-    daemon.expect_closed(peer, "it does not take its answers");
 }
 
+// Answers wait, then requests do, and those are large.
 void reach_queue_bytes() {
     Limited daemon("queue_bytes", protocol::kLeastQueueBytes);
-    take_no_answers(daemon, 60000);
+    Peer peer = Peer::over_unix(daemon.socket);
+    take_no_answers(peer, 60000);
+    const Bytes large = set_message("volatile", "g", "b", long_text(900)).encode();
+    for (std::uint32_t id = 40; id < 40 + 2 * protocol::kLeastQueueBytes / 900; ++id)
+        peer.send(encode(packet_of(id, large, 1)));
+    daemon.expect_closed(peer, "it does not take its answers");
 }
 
 void reach_queue_messages() {
     Limited daemon("queue_messages", 2);
-    take_no_answers(daemon, 1100);
+    Peer peer = Peer::over_unix(daemon.socket);
+    take_no_answers(peer, 1100);
+    daemon.expect_closed(peer, "it does not take its answers");
 }
 
 // One event of two packets is under way; one waits, and the others are lost.
@@ -371,6 +378,62 @@ TEST(Stall, EndsAnAnswerThatIsNotTaken) {
     peer.ask(1, set_message("volatile", "g", "a", long_text(3000)));
     peer.send_message(2, get_message("volatile", "g", "a").encode());
     daemon.expect_closed(peer, "a message has stopped half way for 1 s");
+}
+
+TEST(Stall, EndsAClientThatTakesNothingOfAllThatItHasAskedFor) {
+    Limited daemon("stall", 1);
+    Peer peer = Peer::over_unix(daemon.socket);
+    peer.ask(1, set_message("volatile", "g", "a", long_text(60000)));
+    for (std::uint32_t id = 2; id < 100; ++id)
+        ASSERT_TRUE(peer.send(encode(packet_of(id, get_message("volatile", "g", "a").encode(), 1))));
+    daemon.expect_closed(peer, "a message has stopped half way for 1 s");
+}
+
+// What is asked for waits while answers do: whoever takes them gets them all, however many he has asked for at once.
+TEST(Queue, BringsManyFullPagesThatAreAskedForAtOnce) {
+    Daemon daemon;
+    daemon.start();
+    Peer peer = Peer::over_unix(daemon.socket);
+    for (std::uint32_t id = 1; id <= 20; ++id)
+        peer.ask(id, set_message("volatile", "g", std::to_string(id), long_text(5000)));
+    std::set<std::uint32_t> awaited;
+    Bytes requests;
+    for (std::uint32_t id = 100; id < 200; ++id) {
+        const Bytes one = encode(packet_of(id, message(control_list, "volatile", "", "", "").encode(), 1));
+        requests.insert(requests.end(), one.begin(), one.end());
+        awaited.insert(id);
+    }
+    ASSERT_TRUE(peer.send(requests));
+    while (!awaited.empty()) {
+        std::uint32_t id = 0;
+        const Received page = peer.receive_message(&id);
+        ASSERT_EQ(status_of(page), Status::ok);
+        EXPECT_EQ(page.uint32(2), 1U); // more: it is full
+        EXPECT_EQ(awaited.erase(id), 1U) << id;
+    }
+    EXPECT_EQ(daemon.log_lines("closed: "), 0U);
+}
+
+// A half of the places is for UDP peers, but not those that are left for root in the end.
+TEST(Clients, AnEighthIsKeptForRootAndTheDaemonsUser) {
+    Daemon daemon;
+    std::vector<Peer> peers;
+    const std::uint16_t port = start_with_udp(daemon, {"--limits", "clients=16"});
+    for (int i = 0; i < 14; ++i) {
+        peers.push_back(Peer::over_unix(daemon.socket));
+        EXPECT_EQ(status_of(peers.back().ask(1, kVersion)), Status::ok);
+    }
+    Peer datagrams = Peer::over_udp(port);
+    ASSERT_TRUE(datagrams.send(encode(packet_of(1, kVersion.encode(), 1))));
+    EXPECT_TRUE(eventually([&] {
+        return daemon.logs("UDP peer refused (1 since the last line): the last 2 of the 16 places are kept for root");
+    }));
+    EXPECT_EQ(daemon.control({"status"}).code, 0); // another process of the daemon's user
+    peers.pop_back();
+    EXPECT_TRUE(eventually([&] {
+        return datagrams.send(encode(packet_of(1, kVersion.encode(), 1))) &&
+               datagrams.receive(Deadline::after(Milliseconds(100)));
+    }));
 }
 
 TEST(Stall, IsNoMatterForEvents) {

@@ -2,6 +2,7 @@
 // How the daemon begins and ends: sockets that are there already, folders that take nothing, wrong settings, signals.
 #include "daemon.h"
 #include "messages.h"
+#include "modules/support/own_mount.h"
 
 #include <csignal>
 #include <filesystem>
@@ -152,9 +153,40 @@ TEST(Start, WithAStateFolderThatTakesNothingServesOtherLayers) {
     daemon.process.before_exec = obey_permissions;
     daemon.start();
     EXPECT_TRUE(daemon.logs("Permission denied"));
+    EXPECT_FALSE(daemon.logs("revision file"));
     EXPECT_EQ(daemon.control({"set", "g:a", "1"}).code, 4);
     EXPECT_EQ(daemon.control({"set", "volatile:g:a", "1"}).code, 0);
     EXPECT_EQ(value(daemon, "volatile:g:a"), "1\n");
+    EXPECT_TRUE(daemon.logs("revision file cannot be written: Permission denied: revisions may come again"));
+}
+
+TEST(Start, WithoutAStateFolderOnAReadOnlyFileSystemServesAnEmptyLayer) {
+    Daemon daemon;
+    const std::string place = daemon.folder() / "read_only";
+    ASSERT_EQ(mkdir(place.c_str(), 0700), 0);
+    daemon.state = place + "/state";
+    daemon.process.before_exec = [place] {
+        static const OwnMount mount(place); // as long as the daemon runs
+        mount.make_read_only();
+    };
+    daemon.start();
+    EXPECT_EQ(daemon.log_lines("there is no state folder " + daemon.state + ", and its file system is read-only"), 1U);
+    EXPECT_EQ(daemon.control({"dump"}).code, 0);
+    const Outcome set = daemon.control({"set", "g:a", "1"});
+    EXPECT_NE(set.code, 0);
+    EXPECT_NE(set.err.find("Read-only file system"), std::string::npos) << set.err;
+    EXPECT_EQ(daemon.control({"set", "volatile:g:a", "1"}).code, 0);
+    EXPECT_EQ(value(daemon, "volatile:g:a"), "1\n");
+}
+
+TEST(Start, OnAStateThatADaemonOfAnotherUserMayKeepIsRefused) {
+    Daemon daemon;
+    ASSERT_EQ(mkdir(daemon.state.c_str(), 0700), 0);
+    const std::string lock = daemon.state + "/varneld.lock";
+    write_file(lock, "");
+    ASSERT_EQ(chmod(lock.c_str(), 0), 0);
+    daemon.process.before_exec = obey_permissions;
+    expect_refusal(daemon, 1, "cannot tell whether another daemon keeps its state in " + daemon.state + ": " + lock);
 }
 
 TEST(Start, RefusesARevisionFileThatIsNone) {

@@ -17,29 +17,7 @@ constexpr std::uint16_t kPortNobodyIsHeardFrom = 40001;
 // On a port of loopback that is free.
 class UdpDaemon : public Daemon {
 public:
-    UdpDaemon() {
-        std::mt19937 random(std::random_device{}());
-        for (int attempt = 0;; ++attempt) {
-            port = static_cast<std::uint16_t>(1024 + random() % 18000);
-            options = {"--udp", std::to_string(port)};
-            try {
-                start();
-                break;
-            } catch (const std::runtime_error &) {
-                if (attempt == 20)
-                    throw;
-            }
-        }
-    }
-    [[nodiscard]] std::uint64_t statistic(const std::string &name) const {
-        const auto conversation = connect();
-        for (const auto &[each, number] : conversation::statistics(*conversation)) {
-            if (each == name)
-                return number;
-        }
-        throw std::runtime_error("there is no statistic " + name);
-    }
-    std::uint16_t port;
+    std::uint16_t port = start_with_udp(*this);
 };
 
 TEST(Udp, SetsAndGets) {
@@ -125,6 +103,41 @@ TEST(Udp, GarbageFromTheAddressOfAPeerDoesNotEndItsConnection) {
     EXPECT_EQ(status_of(peer.ask(2, message(control_unlock, "volatile", "g", ""))), Status::ok); // it had the lock
     EXPECT_EQ(daemon.statistic("ignored"), ignored + 5);
     EXPECT_EQ(daemon.log_lines("closed:"), 0U);
+}
+
+// The right magic is not enough, neither to make a peer nor to end one.
+TEST(Udp, HeadersThatCannotBeMeantAreIgnored) {
+    UdpDaemon daemon;
+    Peer stranger = Peer::over_udp(daemon.port);
+    Peer peer = Peer::over_udp(daemon.port);
+    EXPECT_EQ(status_of(peer.ask(1, message(control_trylock, "volatile", "g", ""))), Status::ok);
+    const std::uint64_t ignored = daemon.statistic("ignored");
+    const std::uint64_t accepted = daemon.statistic("accepted");
+    const Packet cases[] = {
+        {1, 0xffffffff, 1, {1}}, {1, 301, 1, {1}}, {1, 2, 0, {1}},       {1, 2, 3, {1}},
+        {1, 0, 1, {1}},          {1, 1, 1, {}},    {0, 1, 1, Bytes(40)}, {0x80000000, 1, 1, Bytes(40)},
+    };
+    for (const Packet &packet : cases) {
+        ASSERT_TRUE(peer.send(encode(packet)));
+        ASSERT_TRUE(stranger.send(encode(packet)));
+    }
+    ASSERT_TRUE(stranger.send(acknowledgement(1, 1)));                                           // of nothing
+    EXPECT_EQ(status_of(peer.ask(2, message(control_unlock, "volatile", "g", ""))), Status::ok); // it had the lock
+    EXPECT_EQ(daemon.statistic("ignored"), ignored + 2 * std::size(cases) + 1);
+    EXPECT_EQ(daemon.statistic("accepted"), accepted + 2); // asking for these
+    EXPECT_EQ(daemon.log_lines("closed:"), 0U);
+}
+
+TEST(Udp, ManyPeersDoNotFillTheLog) {
+    UdpDaemon daemon;
+    std::vector<Peer> peers;
+    for (int i = 0; i < 30; ++i) {
+        peers.push_back(Peer::over_udp(daemon.port));
+        EXPECT_EQ(status_of(peers.back().ask(1, message(control_other, "version"))), Status::ok);
+    }
+    daemon.stop();
+    EXPECT_EQ(daemon.log_lines(") opened"), 20U);
+    EXPECT_TRUE(daemon.logs("UDP peers opened: 10 more, which have not been logged"));
 }
 
 TEST(Udp, BrokenDatagramsOfAPeerDoNotSpoilTheNext) {

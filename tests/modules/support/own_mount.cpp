@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "support/own_mount.h"
-
-#include "support/storage.h"
+#include "own_mount.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
 #include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>
@@ -20,9 +19,9 @@ void become_root() {
     const std::string user = "0 " + std::to_string(geteuid()) + " 1";
     const std::string group = "0 " + std::to_string(getegid()) + " 1";
     ASSERT_EQ(0, unshare(CLONE_NEWUSER)) << strerror(errno);
-    write_file("/proc/self/setgroups", "deny");
-    write_file("/proc/self/uid_map", user);
-    write_file("/proc/self/gid_map", group);
+    std::ofstream("/proc/self/setgroups") << "deny";
+    std::ofstream("/proc/self/uid_map") << user;
+    std::ofstream("/proc/self/gid_map") << group;
 }
 
 void leave_mounts_of_others() {
