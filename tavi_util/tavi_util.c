@@ -1,6 +1,10 @@
 /* SPDX-License-Identifier: MIT */
 #include "tavi_util.h"
 
+#ifdef TAVI_EXPANDS_ERRNO
+#include "errno_format.h"
+#endif
+
 #include <errno.h>
 #include <stdatomic.h>
 #include <stddef.h>
@@ -47,12 +51,23 @@ static int level_in_use(void) {
     return level;
 }
 
+/* vsnprintf, with "%m" for the text of errno. */
+static int format_text(char *text, size_t size, const char *format, va_list arguments) {
+#ifdef TAVI_EXPANDS_ERRNO
+    char expanded[TAVI_LINE_MAX];
+    format = tavi_expand_errno(expanded, sizeof expanded, format, errno);
+    if (format == NULL)
+        return -1;
+#endif
+    return vsnprintf(text, size, format, arguments);
+}
+
 /* Formats prefix and text into line and returns the length: a line too long is cut, one without a newline gets one.
  * Returns -1 when the format cannot be formatted. */
 static int format_line(char line[TAVI_LINE_MAX + 1], const char *prefix, const char *format, va_list arguments) {
     size_t length = strnlen(prefix, TAVI_LINE_MAX);
     memcpy(line, prefix, length);
-    const int text = vsnprintf(line + length, TAVI_LINE_MAX + 1 - length, format, arguments);
+    const int text = format_text(line + length, TAVI_LINE_MAX + 1 - length, format, arguments);
     if (text < 0)
         return -1;
     length += (size_t)text;

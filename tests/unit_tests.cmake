@@ -29,8 +29,8 @@ function(varnel_discover_tests program label timeout)
     return()
   endif()
   set(common DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT ${timeout})
-  gtest_discover_tests(${program} TEST_FILTER "-*Threads*" TEST_LIST ${program}_plain ${common} LABELS ${label})
-  gtest_discover_tests(${program} TEST_FILTER "*Threads*" TEST_LIST ${program}_threads ${common} LABELS threads)
+  gtest_discover_tests(${program} ${ARGN} TEST_FILTER "-*Threads*" TEST_LIST ${program}_plain ${common} LABELS ${label})
+  gtest_discover_tests(${program} ${ARGN} TEST_FILTER "*Threads*" TEST_LIST ${program}_threads ${common} LABELS threads)
 endfunction()
 
 # Every <folder>/*_test.cpp makes <folder>_tests; timeout is in seconds, for each test.
