@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Small blocks for the library, faster than the C library hands them out: calloc and realloc of glibc pass by the cache
-// of free blocks that every thread has, and a request takes a dozen of them.
+// The library's memory, from a cache of small blocks that each thread has.
 #pragma once
 
 namespace varnel::daemon {
