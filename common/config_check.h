@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Checks configuration files without ending the process, as the loader does (configurator_load, varnel/config.h) at the
-// first thing that it cannot read. What passes here is loaded there, and the other way round.
+// first thing that it cannot read. What passes here is loaded there, and the other way round, but for what is no
+// regular file or larger than 16 MiB: the loader takes a folder for an empty file, and reads a device without end.
 #pragma once
 
 #include <string>

@@ -106,16 +106,6 @@ void StoreChecker::check_names() {
 
 // ---- backends
 
-// The name of a backend's module, without its ending.
-std::string module_of(const ConfigEntry &backend, const ConfigGroup &settings) {
-    const ConfigEntry *const library = settings.find("library");
-    std::string name = library != nullptr && !library->is_group() ? library->value : backend.key;
-    constexpr std::string_view kEnding = ".so";
-    if (name.ends_with(kEnding))
-        name.resize(name.size() - kEnding.size());
-    return name;
-}
-
 void StoreChecker::check_backend(const ConfigEntry &entry) {
     if (!entry.is_group()) {
         report_.warn(entry.key_place, in_quotes(entry.key) + " is no backend and not looked at", entry.key + " = {");
@@ -251,6 +241,15 @@ void StoreChecker::check_writable(const ConfigEntry &layer) {
 }
 
 } // namespace
+
+std::string module_of(const ConfigEntry &backend, const ConfigGroup &settings) {
+    const ConfigEntry *const library = settings.find("library");
+    std::string name = library != nullptr && !library->is_group() ? library->value : backend.key;
+    constexpr std::string_view kEnding = ".so";
+    if (name.ends_with(kEnding))
+        name.resize(name.size() - kEnding.size());
+    return name;
+}
 
 void check_store(const ConfigTree &tree, std::vector<ConfigFinding> &findings) {
     ConfigReport report(tree, findings);

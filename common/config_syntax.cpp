@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "common/config_syntax.h"
 
+#include "common/config_file.h"
 #include "common/config_hints.h"
 #include "common/text.h"
 
 #include <cerrno>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -204,10 +204,6 @@ void SyntaxReader::finish() {
     report_braces();
 }
 
-struct FileCloser {
-    void operator()(std::FILE *file) const { static_cast<void>(std::fclose(file)); }
-};
-
 std::string text_of_errno() {
     return std::error_code(errno, std::generic_category()).message();
 }
@@ -216,16 +212,20 @@ std::string text_of_errno() {
 
 ConfigSyntax read_config(const std::string &path) {
     ConfigSyntax result;
-    const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "r"));
-    if (file == nullptr) {
-        result.findings.push_back({true, 0, 0, "cannot be opened: " + text_of_errno(), "a file that can be read"});
+    const ConfigFile file = open_config(path, result.findings);
+    if (file == nullptr)
         return result;
-    }
     SyntaxReader reader(result);
     ConfigLines lines(file.get(), result.findings);
     errno = 0;
-    while (std::optional<LogicalLine> line = lines.next())
+    while (std::optional<LogicalLine> line = lines.next()) {
         reader.read(*line);
+        // Files of the kernel announce no size.
+        if (ftello(file.get()) > kLargestConfig) {
+            result.findings.push_back(too_large_config());
+            return result;
+        }
+    }
     // To the loader, the file ends there.
     if (std::ferror(file.get()) != 0)
         result.findings.push_back({false, 0, 0, "cannot be read to its end: " + text_of_errno(), "a regular file"});

@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <fstream>
 #include <iostream>
+#include <numeric>
 #include <system_error>
 
 namespace varnel::ctl {
@@ -47,10 +48,11 @@ LoadDocument read_file(const std::string &path) {
     return read_document(file);
 }
 
-// What one request may hold, by the daemon's limits.
-struct RequestSize {
+// By the daemon's limits: what one request may hold, and what all of those that are one write may.
+struct WriteSize {
     std::size_t rows;
     std::size_t bytes;
+    std::size_t staged_bytes;
 };
 
 std::size_t limit_of(const conversation::Numbers &limits, Limit limit) {
@@ -59,12 +61,12 @@ std::size_t limit_of(const conversation::Numbers &limits, Limit limit) {
     return found != limits.end() ? static_cast<std::size_t>(found->second) : row.fallback;
 }
 
-RequestSize request_size(Conversation &conversation) {
+WriteSize write_size(Conversation &conversation) {
     const conversation::Numbers limits = conversation::limits(conversation);
     const std::size_t parameters = std::clamp<std::size_t>(limit_of(limits, Limit::parameters),
                                                            kHeadParameters + kRowParameters, protocol::kMostParameters);
     return {(parameters - kHeadParameters) / kRowParameters,
-            std::min(kMostBytes, limit_of(limits, Limit::message_bytes))};
+            std::min(kMostBytes, limit_of(limits, Limit::message_bytes)), limit_of(limits, Limit::staged_bytes)};
 }
 
 std::size_t bytes_of(const LoadValue &row) {
@@ -72,15 +74,35 @@ std::size_t bytes_of(const LoadValue &row) {
     return kTextExtra + row.group.size() + kTextExtra + row.name.size() + protocol::encoded_size(*row.value);
 }
 
+std::size_t staged_bytes_of(const LoadValue &row) {
+    return protocol::kStagedRowBytes + row.group.size() + row.name.size() + protocol::encoded_size(*row.value);
+}
+
+[[noreturn]] void refuse(const std::string &what, std::size_t bytes, Limit limit, std::size_t allowed) {
+    const char *const name = protocol::kLimits[static_cast<std::size_t>(limit)].name;
+    throw Failure(kRefused, what + " too large: it takes " + std::to_string(bytes) + " bytes, and the daemon's limit " +
+                                name + " is " + std::to_string(allowed) + "; nothing has been stored");
+}
+
+using Requests = std::vector<std::vector<Assignment>>;
+
+// The daemon keeps the rows of all requests until the last one; what comes in one is not kept.
+void expect_staged(const std::vector<LoadValue> &values, const Requests &requests, std::size_t allowed) {
+    const std::size_t bytes =
+        std::accumulate(values.begin(), values.end(), std::size_t{0},
+                        [](std::size_t sum, const LoadValue &value) { return sum + staged_bytes_of(value); });
+    if (requests.size() > 1 && bytes > allowed)
+        refuse("the dump is", bytes, Limit::staged_bytes, allowed);
+}
+
 // The values as rows of as many requests as they need, at least one.
-std::vector<std::vector<Assignment>> requests_of(const std::vector<LoadValue> &values, const RequestSize &size) {
-    std::vector<std::vector<Assignment>> requests(1);
+Requests requests_of(const std::vector<LoadValue> &values, const WriteSize &size) {
+    Requests requests(1);
     std::size_t bytes = kHeadBytes;
     for (const LoadValue &value : values) {
         const std::size_t more = bytes_of(value);
         if (kHeadBytes + more > size.bytes)
-            throw Failure(kRefused,
-                          value.group + ":" + value.name + " is too large for the daemon's limit message_bytes");
+            refuse(value.group + ":" + value.name + " is", kHeadBytes + more, Limit::message_bytes, size.bytes);
         if (requests.back().size() == size.rows || bytes + more > size.bytes) {
             requests.emplace_back();
             bytes = kHeadBytes;
@@ -88,11 +110,12 @@ std::vector<std::vector<Assignment>> requests_of(const std::vector<LoadValue> &v
         bytes += more;
         requests.back().push_back({value.group, value.name, value.value.get()});
     }
+    expect_staged(values, requests, size.staged_bytes);
     return requests;
 }
 
 Written store(Conversation &conversation, conversation::WriteOptions options, const LoadDocument &document) {
-    const auto requests = requests_of(document.values, request_size(conversation));
+    const auto requests = requests_of(document.values, write_size(conversation));
     const std::uint32_t last_flags = options.flags;
     options.flags = protocol::kWriteMore;
     for (std::size_t i = 0; i + 1 < requests.size(); ++i)
@@ -111,7 +134,19 @@ void make_group(Conversation &conversation, const KeyParts &group, std::uint32_t
     }
 }
 
+// A dry run needs no daemon, but one that is there is asked what it takes.
+void expect_limits(const Session &session, const LoadDocument &document) {
+    WriteSize size{};
+    try {
+        size = write_size(*session.connect());
+    } catch (const conversation::Error &) {
+        return;
+    }
+    static_cast<void>(requests_of(document.values, size));
+}
+
 void describe(const Session &session, const LoadDocument &document) {
+    expect_limits(session, document);
     if (session.json)
         return print_json(Json{{"layer", document.layer},
                                {"values", document.values.size()},
@@ -154,7 +189,8 @@ void add_load(CLI::App &command, Session &session) {
         ->required()
         ->expected(1, 2);
     command.add_flag("--replace", options->replace, "Remove what the layer's backend holds besides");
-    command.add_flag("--dry-run", options->dry_run, "Check the file alone, and ask no daemon");
+    command.add_flag("--dry-run", options->dry_run,
+                     "Check the file, and that a daemon that is there would take so much, and store nothing");
     command.add_flag("--respect-locks", options->respect_locks,
                      "Change nothing while somebody else holds a lock on it");
     add_durability(command, session);

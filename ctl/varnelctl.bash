@@ -1,18 +1,40 @@
 # SPDX-License-Identifier: MIT
 # Completion of varnelctl's command line, for bash: commands, options and the keys that the daemon has.
 # bash breaks words at ':', so that a key is several words to it; here they are put together again, and what is offered
-# is cut down to what bash replaces.
+# is cut down to what bash replaces. Names are other people's: whatever is in them, what is offered is that text to the
+# shell, and nothing that it runs or expands.
 
-# The part of the line from the last blank before the cursor on: a key with its colons.
-_varnelctl_current() {
-    local line=${COMP_LINE:0:COMP_POINT}
-    REPLY=${line##*[[:blank:]]}
+# Reads the line up to the cursor as the shell would, but expands nothing: the words before the current one into words,
+# the current one into current, what of that bash does not replace into kept, and the quote that is open into quote.
+_varnelctl_read_line() {
+    local line=${COMP_LINE:0:COMP_POINT} char earlier='' begun='' i
+    words=() current='' kept='' quote=''
+    for ((i = 0; i < ${#line}; i++)); do
+        char=${line:i:1}
+        if [[ -z $quote && $char == [[:blank:]] ]]; then
+            [ -n "$begun" ] && words+=("$current")
+            current='' kept='' begun=''
+            continue
+        fi
+        begun=1
+        if [[ $char == "$quote" ]]; then
+            quote='' kept=$earlier
+            [[ $COMP_WORDBREAKS == *"$char"* ]] && kept=$current
+        elif [[ -z $quote && $char == [\'\"] ]]; then
+            quote=$char earlier=$kept kept=$current
+        elif [[ $char == \\ ]] && _varnelctl_escapes "${line:i+1:1}"; then
+            ((++i))
+            current+=${line:i:1}
+        else
+            current+=$char
+            [[ -z $quote && $COMP_WORDBREAKS == *"$char"* ]] && kept=$current
+        fi
+    done
 }
 
-# The words of the line before the current one, as the shell would have them but for quotes: in the array words.
-_varnelctl_words() {
-    local line=${COMP_LINE:0:COMP_POINT}
-    read -ra words <<<"${line%"$1"}"
+# Whether a backslash before this character goes with it; the one that ends the line stands for nothing yet.
+_varnelctl_escapes() {
+    [ -z "$quote" ] || [[ $quote == '"' && $1 == [\"\\\$\`] ]]
 }
 
 # The options that lead to the daemon and stand on the line already, for asking it: in the array connection.
@@ -47,12 +69,26 @@ _varnelctl_ask() {
     "${words[0]}" --timeout 1 "${connection[@]}" keys "$@" 2>/dev/null
 }
 
+# The text as it has to be typed where the cursor is: in text. Fails when there is no way.
+_varnelctl_typed() {
+    case $quote in
+    \') text=${1//\'/"'\''"} ;;
+    \")
+        [[ $1 != *!* ]] || return # stands for an earlier command there, or keeps its backslash
+        text=${1//\\/\\\\}
+        text=${text//\"/\\\"}
+        text=${text//\$/\\\$}
+        text=${text//\`/\\\`}
+        ;;
+    *) printf -v text %q "$1" ;;
+    esac
+}
+
 # Lines of standard input that begin with the current text, less the part of it that bash does not replace.
 _varnelctl_offer() {
-    local line kept=''
-    [[ $COMP_WORDBREAKS == *:* && $current == *:* ]] && kept=${current%:*}:
+    local line text
     while IFS= read -r line; do
-        [[ $line == "$current"* ]] && COMPREPLY+=("${line#"$kept"}")
+        [[ $line == "$current"* && $line != "$kept" ]] && _varnelctl_typed "${line:${#kept}}" && COMPREPLY+=("$text")
     done
 }
 
@@ -130,16 +166,14 @@ _varnelctl_offer_argument() {
     mkgroup:0 | rmgroup:0) _varnelctl_offer_keys group ;;
     sync:0) _varnelctl_offer_keys layer ;;
     load:0 | load:1 | check:0) _varnelctl_files ;;
-    lock:-1) while IFS= read -r REPLY; do COMPREPLY+=("$REPLY"); done < <(compgen -c -- "$current") ;;
+    lock:-1) _varnelctl_offer < <(compgen -c -- "$current") ;;
     esac
 }
 
 _varnelctl() {
-    local words connection command arguments current options
+    local words connection command arguments current kept quote options
     COMPREPLY=()
-    _varnelctl_current
-    current=$REPLY
-    _varnelctl_words "$current"
+    _varnelctl_read_line
     _varnelctl_connection
     _varnelctl_command
     [ ${#words[@]} -gt 1 ] && _varnelctl_offer_value "${words[-1]}" && return

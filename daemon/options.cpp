@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/options.h"
 
+#include "common/config_rules.h"
 #include "common/setting_text.h"
 #include "daemon/configuration.h"
 #include "daemon/log.h"
@@ -70,6 +71,14 @@ mode_t mode_of(const std::string &text) {
     return *mode;
 }
 
+// What the configuration's check refuses is refused on the command line.
+const std::string &expect_setting(const char *name, const std::string &text) {
+    const SettingRule *const rule = find_rule(daemon_rules(), name);
+    if (rule != nullptr && !text.empty() && !rule->accepts(text))
+        throw Usage(kWrongUse, std::string(name) + ": \"" + text + "\" is not " + rule->expected);
+    return text;
+}
+
 void set_limit(Limits &limits, const std::string &name, const std::string &text) {
     if (const std::optional<std::string> wrong = limits.set(name, text))
         throw Usage(kWrongUse, *wrong);
@@ -111,13 +120,16 @@ CommandLine parse(int argc, char **argv) {
     }
     try {
         app.parse(argc, argv);
+    } catch (const CLI::ExtrasError &) {
+        throw Usage(kWrongUse, "there is no option \"" + app.remaining().front() + "\"; --help lists those there are");
     } catch (const CLI::ParseError &error) {
+        if (error.get_exit_code() != 0)
+            throw Usage(kWrongUse, error.what());
         std::ostringstream out;
-        std::ostringstream problem;
-        const int code = app.exit(error, out, problem);
-        std::string text = code == 0 ? out.str() : problem.str();
+        app.exit(error, out);
+        std::string text = out.str();
         text.erase(text.find_last_not_of('\n') + 1); // whoever prints it adds one
-        throw Usage(code == 0 ? 0 : kWrongUse, text);
+        throw Usage(0, text);
     }
     return line;
 }
@@ -130,10 +142,11 @@ void read_options(int argc, char **argv, Options &options) {
     const xdictionary *const tree = options.tree;
     options.modules = first_of(line.modules, tree, "varneld:modules", default_modules());
     options.state = first_of(line.state, tree, "varneld:state", kDefaultState);
-    options.udp = first_of(line.udp, tree, "varneld:udp", "");
-    options.socket.path = first_of(line.socket, tree, "varneld:socket", protocol::kDefaultSocket);
-    options.socket.owner = first_of(line.owner, tree, "varneld:owner", "");
-    options.socket.group = first_of(line.group, tree, "varneld:group", "");
+    options.udp = expect_setting("udp", first_of(line.udp, tree, "varneld:udp", ""));
+    options.socket.path =
+        expect_setting("socket", first_of(line.socket, tree, "varneld:socket", protocol::kDefaultSocket));
+    options.socket.owner = expect_setting("owner", first_of(line.owner, tree, "varneld:owner", ""));
+    options.socket.group = expect_setting("group", first_of(line.group, tree, "varneld:group", ""));
     options.socket.mode = mode_of(first_of(line.mode, tree, "varneld:mode", "0660"));
     options.flush_interval = milliseconds_of(first_of(line.flush_interval, tree, "varneld:flush_interval", "1000"));
     for (const auto &[name, text] : strings_of(confparser_getdic(tree, "varneld:limits")))

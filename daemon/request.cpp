@@ -57,11 +57,16 @@ Status status_of(int result) {
 
 } // namespace
 
+// A file that has errors, or a module that does not keep to its contract: the system's text is about messages.
+std::string reason_of(int result) {
+    return result == -EBADMSG ? "damaged: see the daemon's log" : std::strerror(-result);
+}
+
 Refused refusal_of(int result, const std::string &backend, const std::string &what) {
     const Status status = status_of(result);
     if (status == Status::not_found || status == Status::exists)
         return {status, what + (status == Status::exists ? " is there already" : " is not there")};
-    return {status, "backend " + backend + ": " + std::strerror(-result)};
+    return {status, "backend " + backend + ": " + reason_of(result)};
 }
 
 void expect_count(const Request &request, std::size_t count) {

@@ -42,6 +42,9 @@ struct Defer {};
 protocol::Message ok_answer(std::uint32_t code);
 protocol::Message refusal(std::uint32_t code, protocol::Status status, const std::string &why);
 
+// In words, why a module failed with that result.
+std::string reason_of(int result);
+
 // The refusal that a module's result stands for; what says what it was about.
 Refused refusal_of(int result, const std::string &backend, const std::string &what);
 

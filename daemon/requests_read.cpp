@@ -3,7 +3,6 @@
 #include "daemon/engine.h"
 
 #include <cerrno>
-#include <cstring>
 #include <utility>
 
 namespace varnel::daemon {
@@ -21,7 +20,7 @@ void add_value_or_empty(Message &message, const Value &value) {
 
 std::string failure_of(const BackendAccess &backend) {
     const int result = backend.sync(DURABILITY_MEMORY);
-    return result < 0 ? std::strerror(-result) : "";
+    return result < 0 ? reason_of(result) : "";
 }
 
 std::uint32_t flags_of(const LayerStore &layer, std::size_t position, bool failing) {

@@ -50,6 +50,9 @@ constexpr std::uint32_t kLargestValue = 65535; // a string's length has 16 bits 
 // Lists come in pages of about so many bytes; a single row may be larger.
 constexpr std::uint32_t kPageBytes = 65536;
 
+// What a row of a write counts towards staged_bytes beside its group, its name and the size of its value in a message.
+constexpr std::uint32_t kStagedRowBytes = 80;
+
 // A client that takes its answers must be able to get every page: the largest one holds a change with two values.
 constexpr std::uint32_t kLeastQueueBytes = 2 * (kLargestValue + 1) + 2048;
 

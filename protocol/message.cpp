@@ -33,6 +33,19 @@ std::string parameter_words(std::uint32_t code, std::size_t index) {
     return std::string(control_string(code)) + ": parameter " + std::to_string(index);
 }
 
+// The library's reader takes as many bytes as a type has, whatever the size of the parameter says, and nothing of those
+// between the last parameter and the end: read so, one parameter's value would be made of the next one's bytes.
+bool is_exact(const Bytes &bytes, std::size_t length, const xdata *records, std::size_t count) {
+    std::size_t position = kHeaderSize;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::size_t size = encoded_size(records[i]);
+        if (kEntryHeaderSize + (std::size_t{bytes[position + 2]} << 8) + bytes[position + 3] != size)
+            return false;
+        position += size;
+    }
+    return position == length;
+}
+
 } // namespace
 
 // The records are shallow: their strings lie in memory, or belong to the values that were given.
@@ -162,6 +175,8 @@ Received::Received(Bytes &bytes) {
         throw Malformed("bytes that are no control message");
     size_ = static_cast<std::size_t>(count);
     records_ = {records, RecordsDeleter{size_}};
+    if (!is_exact(bytes, length, records, size_))
+        throw Malformed(std::string(control_string(code_)) + ": parameters that have not the sizes of their types");
 }
 
 const xdata &Received::at(std::size_t index) const {

@@ -3,11 +3,11 @@
 //
 // Settings: "file", its path, required; "required = no" makes a missing file an empty store. docs/storage.md has the
 // form of the file.
+#include "common/defaults_check.h"
+#include "common/defaults_entry.h"
 #include "modules/common/log.h"
 #include "modules/common/settings.h"
 #include "modules/common/store.h"
-#include "modules/defaults/check.h"
-#include "modules/defaults/entry.h"
 
 #include <cerrno>
 #include <sys/stat.h>
@@ -38,7 +38,7 @@ void DefaultsStore::fill(const xdictionary *groups) {
         values().create_group(group);
         for_each_entry(static_cast<const xdictionary *>(settings), XDICTIONARY_STRING,
                        [this, group](const char *key, const void *text) {
-                           DefaultsEntry entry = read_entry(key, static_cast<const char *>(text));
+                           DefaultsEntry entry = read_defaults_entry(key, static_cast<const char *>(text));
                            if (entry.value == nullptr)
                                throw StoreError(-EBADMSG, entry.message + ": the file has changed while it was read");
                            values().set(group, entry.name, std::move(entry.value));

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <exception>
+#include <string_view>
 #include <utility>
 
 namespace varnel::modules {
@@ -27,12 +28,51 @@ constexpr int kLogPages = 256;
 constexpr int kLogBytes = 1 << 20;
 constexpr const char *kWriteAheadLog = "wal";
 
-// The names come from the configuration; they are parts of a file's name here.
-std::string file_name(const StoreSettings &names) {
-    std::string name = names.layer + "." + names.backend + ".sqlite";
+// A name as a part of the file's name, in which dots stand between the parts.
+std::string file_part(const std::string &name) {
+    std::string part;
+    for (const char c : name) {
+        if (c == '.')
+            part += "%2e";
+        else if (c == '%')
+            part += "%25";
+        else
+            part += c;
+    }
+    return part;
+}
+
+// The names come from the configuration.
+std::string file_name(const std::string &layer, const std::string &backend) {
+    std::string name = layer + "." + backend + ".sqlite";
     if (name.find('/') != std::string::npos)
         throw StoreError(-EINVAL, "the file " + in_quotes(name) + " cannot be: names with a / are none for files");
     return name;
+}
+
+std::string file_name(const StoreSettings &names) {
+    return file_name(file_part(names.layer), file_part(names.backend));
+}
+
+// Whether file_part gives the name to some other one, or to itself.
+bool is_file_part(std::string_view name) {
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        const std::string_view escape = name.substr(i + 1, 2);
+        if (name[i] == '.' || (name[i] == '%' && escape != "2e" && escape != "25"))
+            return false;
+    }
+    return true;
+}
+
+// A file that has the names as they are, and is no other store's, holds values that should not be passed over.
+void refuse_plain_name(const StoreSettings &names, const std::string &folder, const std::string &path) {
+    if (is_file_part(names.layer) && is_file_part(names.backend))
+        return;
+    const std::string plain = folder + "/" + file_name(names.layer, names.backend);
+    if (exists(plain) && !exists(path))
+        throw StoreError(-EINVAL, "not there, but " + plain +
+                                      " is: rename it, with its -wal or -journal, if it is of "
+                                      "this layer and backend, else move it away");
 }
 
 void set_journal(Database &database, const SqliteSettings &settings) {
@@ -59,6 +99,7 @@ SqliteStore::SqliteStore(const StoreSettings &names, const SqliteSettings &setti
     : Store(names.layer), folder_(settings.folder), path_(settings.folder + "/" + file_name(names)),
       read_only_(folder_.read_only()), durable_(settings.durable()) {
     try {
+        refuse_plain_name(names, settings.folder, path_);
         if (read_only_)
             open_read_only();
         else

@@ -21,8 +21,9 @@ namespace varnel::modules {
 
 class SqliteStore final : public Store {
 public:
-    // Opens <folder>/<layer>.<backend>.sqlite. On a read-only file system it takes no changes (-EROFS), and is empty
-    // where there is no such file. Throws StoreError.
+    // Opens <folder>/<layer>.<backend>.sqlite, where "." and "%" in the names are "%2e" and "%25": no two stores have
+    // one file. On a read-only file system it takes no changes (-EROFS), and is empty where there is no such file.
+    // Throws StoreError.
     SqliteStore(const StoreSettings &names, const SqliteSettings &settings);
     SqliteStore(const SqliteStore &) = delete;
     SqliteStore &operator=(const SqliteStore &) = delete;

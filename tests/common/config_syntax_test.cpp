@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 constexpr const char *kSurplus = " error a } that closes no group\n";
@@ -106,10 +109,33 @@ TEST(ConfigSyntax, FilesThatCannotBeOpened) {
     EXPECT_EQ(findings_text(varnel::check_store_config("/nonexistent/varnel.conf")), findings_text(findings));
 }
 
-// The loader opens it, reads nothing and goes on with an empty tree.
-TEST(ConfigSyntax, FoldersAreEmptyFiles) {
-    EXPECT_EQ(findings_text(varnel::check_config_syntax("/")),
-              "0:0 warning cannot be read to its end: Is a directory\n");
+// To the loader, a folder is an empty file, a device may have no end, and a pipe waits for its writer.
+TEST(ConfigSyntax, TakesRegularFilesOnly) {
+    const std::string pipe = testing::TempDir() + "varnel_pipe_" + std::to_string(getpid());
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const std::pair<std::string, std::string> cases[] = {{"/", "0:0 error is a folder\n"},
+                                                         {"/dev/zero", "0:0 error is not a regular file\n"},
+                                                         {pipe, "0:0 error is not a regular file\n"}};
+    for (const auto &[path, expected] : cases) {
+        EXPECT_EQ(findings_text(varnel::check_config_syntax(path)), expected) << path;
+        EXPECT_EQ(findings_text(varnel::check_store_config(path)), expected) << path << ": nothing is missing in it";
+    }
+    unlink(pipe.c_str());
+}
+
+TEST(ConfigSyntax, TakesFilesOfAtMost16Mebibytes) {
+    constexpr off_t kMost = 16 << 20;
+    SettingsFile file("a = 1\n");
+    ASSERT_EQ(truncate(file.path(), kMost + 1), 0);
+    EXPECT_EQ(findings_text(varnel::check_config_syntax(file.path())), "0:0 error is larger than 16 MiB\n");
+    file.rewrite(std::string(kMost, '\n'));
+    EXPECT_EQ(findings_text(varnel::check_config_syntax(file.path())), "");
+}
+
+// To the loader, the file ends there. The kernel's announces no size, and there is nothing at its beginning.
+TEST(ConfigSyntax, FilesThatCannotBeReadEndThere) {
+    EXPECT_EQ(findings_text(varnel::check_config_syntax("/proc/self/mem")),
+              "0:0 warning cannot be read to its end: Input/output error\n");
 }
 
 TEST(ConfigSyntax, DeepGroupsNeedNoStack) {

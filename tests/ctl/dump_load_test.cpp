@@ -186,6 +186,40 @@ TEST_F(DumpLoad, OnlyLooksInADryRun) {
         varnelctl({"load", "-", "--dry-run"}, R"({"layer": "user", "groups": {"g": {"n": 1}, "h": {}}})");
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.output, "would store 1 values and 1 empty groups in layer user\n");
-    EXPECT_TRUE(daemon_.requests.empty());
+    EXPECT_EQ(daemon_.requests, std::vector<std::string>{"control_other"}); // for its limits
+    EXPECT_EQ(store_.writes, 0);
     EXPECT_EQ(varnelctl({"load", "-", "--dry-run"}, R"({"groups": 5})").code, 2);
+}
+
+TEST_F(DumpLoad, NeedsNoDaemonForADryRun) {
+    const Result result =
+        run_alone({"load", "-", "--dry-run", "--socket", "/nonexistent/socket"}, R"({"groups": {"g": {"n": 1}}})");
+    EXPECT_EQ(result.code, 0) << result.errors;
+    EXPECT_EQ(result.output, "would store 1 values and 0 empty groups in the default layer\n");
+    EXPECT_EQ(result.errors, "");
+}
+
+// What is kept of a row: 80 bytes, group and name, and the value as in a message, here 4 + 400 + 1.
+TEST_F(DumpLoad, SendsNothingOfWhatTheDaemonWouldNotKeepUntilTheEnd) {
+    constexpr std::size_t kRow = 80 + 1 + 2 + 4 + 401;
+    store_.limits = {{"message_bytes", 1024}, {"staged_bytes", 4 * kRow}};
+    EXPECT_EQ(varnelctl({"load", "-"}, document(4, 400)).code, 0);
+    EXPECT_EQ(store_.writes, 1);
+    const auto sets = count("control_set");
+    EXPECT_GT(sets, 1);
+    const std::string words = "the dump is too large: it takes " + std::to_string(5 * kRow) +
+                              " bytes, and the daemon's limit staged_bytes is " + std::to_string(4 * kRow) +
+                              "; nothing has been stored";
+    for (const char *const option : {"--replace", "--dry-run"}) {
+        const Result result = varnelctl({"load", "-", option}, document(5, 400));
+        EXPECT_EQ(result.code, 4);
+        EXPECT_NE(result.errors.find(words), std::string::npos) << result.errors;
+    }
+    EXPECT_EQ(count("control_set"), sets);
+}
+
+TEST_F(DumpLoad, MayBeLargerThanThatInOneRequest) {
+    store_.limits = {{"message_bytes", 4096}, {"staged_bytes", 1024}};
+    EXPECT_EQ(varnelctl({"load", "-"}, document(5, 400)).code, 0);
+    EXPECT_EQ(count("control_set"), 1);
 }

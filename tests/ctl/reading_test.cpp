@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <unistd.h>
+
 using namespace ctl_tests;
 using varnel::make_int32;
 using varnel::make_string;
@@ -128,6 +131,63 @@ TEST(Check, ReportsEveryErrorWithItsPlace) {
     EXPECT_EQ(json["errors"], 2);
     EXPECT_EQ(json["findings"][0]["line"], 2);
     EXPECT_EQ(json["findings"][0]["severity"], "error");
+}
+
+// Under a name in lower case, to which paths in a configuration are folded.
+class DefaultsText {
+public:
+    DefaultsText(const std::string &name, const std::string &text)
+        : path_("/tmp/varnelctl_" + std::to_string(getpid()) + "_" + name) {
+        std::ofstream(path_) << text;
+    }
+    DefaultsText(const DefaultsText &) = delete;
+    DefaultsText &operator=(const DefaultsText &) = delete;
+    ~DefaultsText() { unlink(path_.c_str()); }
+    [[nodiscard]] const std::string &path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+// Where the first layer has the backend's own file, and the second one of its own.
+std::string config_with_defaults(const std::string &first, const std::string &second) {
+    return file_with("backends = {\n    factory = {\n        library = defaults.so\n        file = " + first +
+                     "\n    }\n}\nlayers = {\n    default = a\n    a = {\n        readonly = yes\n"
+                     "        factory = {\n        }\n    }\n    b = {\n        readonly = yes\n"
+                     "        factory = {\n            file = " +
+                     second + "\n            required = no\n        }\n    }\n}\n");
+}
+
+TEST(Check, LooksAtTheDefaultsThatItNames) {
+    const DefaultsText good_file("good", "g = {\n    n = 1\n}\n");
+    const DefaultsText broken_file("broken", "g = {\n    n:int32 = many\n}\n");
+    const std::string &good = good_file.path();
+    const std::string &broken = broken_file.path();
+    const std::string path = config_with_defaults(good, broken);
+    const Result result = run_alone({"check", path});
+    EXPECT_EQ(result.code, 1);
+    EXPECT_NE(result.output.find(path + ": 0 errors, 0 warnings\n" + good + ": 0 errors, 0 warnings\n" + broken +
+                                 ":2:15: error: "),
+              std::string::npos)
+        << result.output;
+    EXPECT_NE(result.output.find(broken + ": 1 error, 0 warnings\n"), std::string::npos) << result.output;
+    const auto json = run_alone({"check", path, "--json"}).json();
+    EXPECT_EQ(json["file"], path);
+    EXPECT_EQ(json["errors"], 1);
+    EXPECT_EQ(json["warnings"], 0);
+    EXPECT_EQ(json["findings"][0]["file"], broken);
+    EXPECT_EQ(run_alone({"check", path, "--syntax"}).code, 0);
+    EXPECT_EQ(run_alone({"check", config_with_defaults(good, good)}).code, 0);
+}
+
+TEST(Check, WarnsOfRequiredDefaultsThatAreNotThere) {
+    const std::string path = config_with_defaults("/nowhere/a.conf", "/nowhere/b.conf");
+    const Result result = run_alone({"check", path});
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.output, path +
+                                 ": 0 errors, 0 warnings\n/nowhere/a.conf: warning: is not there (expected a file, or "
+                                 "required = no in " +
+                                 path + ")\n/nowhere/a.conf: 0 errors, 1 warning\n");
 }
 
 TEST(Check, ReportsAFileThatIsNotThere) {

@@ -117,7 +117,8 @@ TEST_F(EngineWrite, FailuresOfTheModuleHaveTheirStatus) {
         {-ENODEV, "unavailable: backend main: No such device"},
         {-ENOMEM, "no_memory: backend main: Cannot allocate memory"},
         {-EINVAL, "invalid: backend main: Invalid argument"},
-        {1, "unavailable: backend main: Bad message"},
+        {-EBADMSG, "unavailable: backend main: damaged: see the daemon's log"},
+        {1, "unavailable: backend main: damaged: see the daemon's log"},
     };
     for (const auto &row : rows) {
         backend("user", "main").results["set"] = row.result;

@@ -188,6 +188,39 @@ TEST(Received, RefusesAnotherLengthThanTheOneAnnounced) {
     EXPECT_THROW(Received{longer}, Malformed);
 }
 
+// An int32 that says to have two bytes: its other two would be those of the next parameter.
+TEST(Received, RefusesParametersWithAnotherSizeThanTheirType) {
+    Message message(control_other);
+    message.add(make_int32(1)).add(make_boolean(true)).add(std::uint64_t{3});
+    const Bytes whole = message.encode();
+    constexpr std::size_t kInt32Size = 12 + 3;
+    constexpr std::size_t kUint64Size = 12 + 8 + 5 + 3;
+    const auto why = [](Bytes bytes) {
+        bytes[7] = static_cast<std::uint8_t>(bytes.size()); // the length that the header announces
+        return what_of([&] { const Received received(bytes); });
+    };
+    const std::string refused = "control_other: parameters that have not the sizes of their types";
+    const auto with = [&](std::size_t at, std::uint8_t size, std::size_t length) {
+        Bytes bytes = whole;
+        bytes[at] = size;
+        bytes.resize(length);
+        return why(bytes);
+    };
+    ASSERT_EQ(whole[kInt32Size], 4);
+    ASSERT_EQ(whole[kUint64Size], 8);
+    EXPECT_EQ(with(kUint64Size, 8, whole.size()), "nothing thrown");
+    EXPECT_EQ(with(kUint64Size, 7, whole.size()), refused);
+    EXPECT_EQ(with(kUint64Size, 7, whole.size() - 1), refused);
+    EXPECT_EQ(with(kUint64Size, 9, whole.size() + 1), refused);
+    EXPECT_EQ(with(kUint64Size, 8, whole.size() + 1), refused);
+    // Wrong sizes that add up to the right length.
+    Bytes shifted = Message(control_other).add(make_int32(0)).add(make_int32(0)).encode();
+    shifted[kInt32Size] = 2;
+    const std::uint8_t second[] = {0, XDATA_INT32, 0, 6, 0, 0, 0, 0, 0, 0};
+    std::copy(std::begin(second), std::end(second), shifted.end() - std::size(second));
+    EXPECT_EQ(why(shifted), refused);
+}
+
 TEST(Received, RefusesBytesThatAreNoMessage) {
     Bytes text = bytes_of("GET / HTTP/1.1\r\n");
     EXPECT_THROW(Received{text}, Malformed);

@@ -128,7 +128,8 @@ TEST(Start, LeavesWhatIsNoSocketAlone) {
 TEST(Start, NeedsAPathThatFitsASocket) {
     Daemon daemon;
     daemon.socket = daemon.folder() / std::string(200, 'x');
-    expect_refusal(daemon, 1, "the path has none or more than 107 characters");
+    expect_refusal(daemon, 2, "is not a path of at most 107 bytes");
+    EXPECT_FALSE(std::filesystem::exists(daemon.state));
 }
 
 TEST(Start, NeedsAFolderForItsSocket) {
@@ -246,6 +247,31 @@ TEST(Start, RefusesWrongUse) {
         daemon.config.clear();
         daemon.options = options;
         expect_refusal(daemon, 2, "varneld: ");
+    }
+}
+
+TEST(Start, SaysPlainlyWhatIsWrongBeforeAnythingIsMade) {
+    const struct {
+        std::vector<std::string> options;
+        std::string message;
+    } cases[] = {
+        {{"--nonsense"}, "there is no option \"--nonsense\"; --help lists those there are"},
+        {{"argument", "--mode", "0600"}, "there is no option \"argument\"; --help lists those there are"},
+        {{"--owner"}, "--owner: 1 required TEXT missing"},
+        {{"--limits", "clients"}, "--limits: \"clients\" is no NAME=NUMBER"},
+        {{"--udp", "99999"}, "udp: \"99999\" is not ADDRESS:PORT or PORT, an IPv4 address and a port from 1 to 32767"},
+        {{"--owner", "a b"}, "owner: \"a b\" is not the name or number of a user"},
+        {{"--group", "4294967296"}, "group: \"4294967296\" is not the name or number of a group"},
+    };
+    for (const auto &[options, message] : cases) {
+        Daemon daemon;
+        daemon.config.clear();
+        daemon.options = options;
+        const Outcome outcome = daemon.run_to_its_end();
+        EXPECT_EQ(outcome.code, 2);
+        EXPECT_EQ(outcome.err, "varneld: " + message + "\n");
+        EXPECT_FALSE(std::filesystem::exists(daemon.state));
+        EXPECT_FALSE(std::filesystem::exists(daemon.socket + ".lock"));
     }
 }
 

@@ -126,6 +126,28 @@ TEST_F(Verbs, LoadOfThousandsOfValuesIsOneWrite) {
     EXPECT_EQ(run({"get", "g:n2999"}), "2999\n");
 }
 
+// What the client counts is what the daemon counts, to the byte.
+TEST_F(Verbs, LoadIsRefusedBeforeItIsSentWhenTheDaemonWouldNotKeepIt) {
+    constexpr std::size_t kRow = 80 + 1 + 2 + 4 + 400 + 1;
+    daemon.stop();
+    daemon.options = {"--limits", "message_bytes=1024,staged_bytes=" + std::to_string(4 * kRow)};
+    daemon.start();
+    const auto dump = [](std::size_t last) {
+        std::string rows;
+        for (int i = 0; i < 4; ++i)
+            rows +=
+                "\"n" + std::to_string(i) + "\": \"" + std::string(i == 3 ? last : 400, 'x') + (i == 3 ? "\"" : "\", ");
+        return R"({"groups": {"g": {)" + rows + "}}}";
+    };
+    run({"load", "-", "--dry-run"}, dump(400));
+    run({"load", "-"}, dump(400));
+    EXPECT_NE(fail(4, {"load", "volatile", "-"}, dump(401)).find("the daemon's limit staged_bytes is"),
+              std::string::npos);
+    EXPECT_NE(fail(4, {"load", "-", "--dry-run"}, dump(401)).find("the daemon's limit staged_bytes is"),
+              std::string::npos);
+    EXPECT_EQ(run({"keys", "volatile"}), "");
+}
+
 TEST_F(Verbs, WatchPrintsALineForEachChange) {
     Process watch(daemon.control_arguments({"watch", "volatile:g", "--count", "3"}));
     const auto subscribed = [this] {

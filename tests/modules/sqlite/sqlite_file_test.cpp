@@ -254,3 +254,53 @@ TEST(SqliteKeys, NamesThatCouldNotBeReadBackAreRefused) {
     }
     EXPECT_EQ(Lines{}, storage.store().listing());
 }
+
+// "a.b" with "c" and "a" with "b.c".
+TEST(SqliteFile, IsOneOfItsOwnWhateverDotsTheNamesHave) {
+    const TemporaryFolder folder;
+    const Settings settings{{"folder", folder.path()}};
+    const Lines layers{"a", "a.sqlite", "a%2esqlite"};
+    for (const bool first : {true, false}) {
+        const Storage dotted("sqlite", settings, layers, "sqlite.sqlite");
+        const Storage plain("sqlite", settings, layers);
+        for (const std::string &name : layers) {
+            for (const Storage *const storage : {&dotted, &plain}) {
+                const std::string text = name + (storage == &plain ? " plain" : " dotted");
+                const Store store = storage->store(name);
+                if (first) {
+                    EXPECT_EQ(0, store.set("g", "n", make_string(text)));
+                    EXPECT_EQ(DURABILITY_FOLDER, store.sync());
+                }
+                EXPECT_EQ(store.read("g", "n"), "string " + text);
+            }
+        }
+    }
+    EXPECT_EQ(names_in(folder.path()).size(), 6U);
+    EXPECT_TRUE(std::filesystem::exists(folder.path("a.sqlite.sqlite")));
+    EXPECT_TRUE(std::filesystem::exists(folder.path("a%2esqlite.sqlite%2esqlite.sqlite")));
+    EXPECT_TRUE(std::filesystem::exists(folder.path("a%252esqlite.sqlite.sqlite")));
+}
+
+TEST(SqliteFile, WithTheNamesUnchangedIsNotPassedOver) {
+    const std::pair<const char *, const char *> names[] = {{"a.b", "a%2eb"}, {"a%", "a%25"}};
+    for (const auto &[name, written] : names) {
+        const SqliteFolder folder;
+        const auto open = [&, layer_name = std::string(name)] { return folder.open({}, {layer_name}); };
+        const std::string right = folder.folder() + "/" + written + ".sqlite.sqlite";
+        const std::string unchanged = folder.folder() + "/" + name + ".sqlite.sqlite";
+        {
+            const Storage storage = open();
+            EXPECT_EQ(0, storage.store(name).set("g", "n", make_string("x")));
+            EXPECT_EQ(DURABILITY_FOLDER, storage.store(name).sync());
+        }
+        std::filesystem::rename(right, unchanged);
+        {
+            const Storage storage = open();
+            EXPECT_TRUE(answers_always(storage.store(name), -EINVAL));
+        }
+        EXPECT_FALSE(std::filesystem::exists(right));
+        std::filesystem::rename(unchanged, right);
+        const Storage storage = open();
+        EXPECT_EQ(storage.store(name).read("g", "n"), "string x");
+    }
+}

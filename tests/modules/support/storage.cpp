@@ -75,16 +75,19 @@ std::vector<std::string> Store::listing(const xkey *key) const {
 }
 
 // The library shares nested groups of the trees, of which there are none here.
-Storage::Storage(const std::string &module, const Settings &settings, const std::vector<std::string> &layers) {
+Storage::Storage(const std::string &module, const Settings &settings, const std::vector<std::string> &layers,
+                 const std::string &name) {
+    const std::string &backend = name.empty() ? module : name;
     xdictionary *const backend_config = xdictionary_new(0);
-    xdictionary *const group = group_in(backend_config, module);
-    for (const auto &[name, text] : settings)
-        xdictionary_set(group, name.c_str(), text.c_str(), XDICTIONARY_STRING);
+    xdictionary *const group = group_in(backend_config, backend);
+    xdictionary_set(group, "library", module.c_str(), XDICTIONARY_STRING);
+    for (const auto &[setting, text] : settings)
+        xdictionary_set(group, setting.c_str(), text.c_str(), XDICTIONARY_STRING);
     backends_ = backends_init(backend_config, MODULE_DIR);
     xdictionary_del(backend_config);
     xdictionary *const layer_config = xdictionary_new(0);
-    for (const std::string &name : layers)
-        group_in(group_in(layer_config, name), module);
+    for (const std::string &layer : layers)
+        group_in(group_in(layer_config, layer), backend);
     layers_ = layers_init(backends_, layer_config);
     xdictionary_del(layer_config);
 }

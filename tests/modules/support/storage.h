@@ -57,11 +57,11 @@ private:
 
 using Settings = std::map<std::string, std::string>;
 
-// A backend, named like its module, in layers.
+// A backend in layers, named like its module unless it has a name.
 class Storage {
 public:
     explicit Storage(const std::string &module, const Settings &settings = {},
-                     const std::vector<std::string> &layers = {"user"});
+                     const std::vector<std::string> &layers = {"user"}, const std::string &name = "");
     Storage(const Storage &) = delete;
     Storage &operator=(const Storage &) = delete;
     ~Storage();

@@ -7,10 +7,11 @@
 #include <string>
 #include <vector>
 
-namespace varnel::modules {
+namespace varnel {
 
 // What is wrong with the syntax, and with the groups and settings: in the order of lines, all of it. With no error
-// among the findings, the file can be loaded (configurator_load), and every setting in it be read (read_entry).
+// among the findings, the file can be loaded (configurator_load), and every setting in it be read
+// (read_defaults_entry).
 std::vector<ConfigFinding> check_defaults(const std::string &path);
 
-} // namespace varnel::modules
+} // namespace varnel

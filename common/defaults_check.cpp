@@ -1,23 +1,23 @@
 // SPDX-License-Identifier: MIT
-#include "modules/defaults/check.h"
+#include "common/defaults_check.h"
 
 #include "common/config_syntax.h"
+#include "common/defaults_entry.h"
 #include "common/key_text.h"
 #include "common/text.h"
-#include "modules/defaults/entry.h"
 
 #include <algorithm>
 #include <map>
 #include <tuple>
 #include <utility>
 
-namespace varnel::modules {
+namespace varnel {
 
 namespace {
 
-class Checker {
+class DefaultsChecker {
 public:
-    Checker(const ConfigTree &tree, std::vector<ConfigFinding> &findings) : tree_(tree), findings_(findings) {}
+    DefaultsChecker(const ConfigTree &tree, std::vector<ConfigFinding> &findings) : tree_(tree), findings_(findings) {}
 
     void check() {
         for (const ConfigEntry &entry : tree_.root().entries())
@@ -36,7 +36,7 @@ private:
     std::vector<ConfigFinding> &findings_;
 };
 
-void Checker::check_group(const ConfigEntry &group) {
+void DefaultsChecker::check_group(const ConfigEntry &group) {
     if (!group.is_group()) {
         add(group.key_place, "the setting " + in_quotes(group.key) + " is in no group", "groups of settings");
         return;
@@ -53,8 +53,8 @@ void Checker::check_group(const ConfigEntry &group) {
     }
 }
 
-void Checker::check_setting(const ConfigEntry &setting, std::map<std::string, int> &lines) {
-    DefaultsEntry entry = read_entry(setting.key, setting.value);
+void DefaultsChecker::check_setting(const ConfigEntry &setting, std::map<std::string, int> &lines) {
+    DefaultsEntry entry = read_defaults_entry(setting.key, setting.value);
     if (entry.value == nullptr) {
         const bool in_key = entry.wrong_part != DefaultsEntry::Part::value;
         add(in_key ? setting.key_place : setting.value_place, std::move(entry.message), std::move(entry.expected),
@@ -74,11 +74,11 @@ std::vector<ConfigFinding> check_defaults(const std::string &path) {
     ConfigSyntax syntax = read_config(path);
     std::vector<ConfigFinding> findings = std::move(syntax.findings);
     if (syntax.complete)
-        Checker(syntax.tree, findings).check();
+        DefaultsChecker(syntax.tree, findings).check();
     std::stable_sort(findings.begin(), findings.end(), [](const ConfigFinding &a, const ConfigFinding &b) {
         return std::tie(a.line, a.column) < std::tie(b.line, b.column);
     });
     return findings;
 }
 
-} // namespace varnel::modules
+} // namespace varnel

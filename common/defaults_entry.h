@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// One setting of the file: name = value, or name:type = value.
+// One setting of a file of factory defaults: name = value, or name:type = value.
 #pragma once
 
 #include "common/records.h"
@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace varnel::modules {
+namespace varnel {
 
 struct DefaultsEntry {
     std::string name;
@@ -22,6 +22,6 @@ struct DefaultsEntry {
 };
 
 // The type behind the last colon of the key, or the one that the text looks like (common/value_text.h).
-DefaultsEntry read_entry(std::string_view key, std::string_view text);
+DefaultsEntry read_defaults_entry(std::string_view key, std::string_view text);
 
-} // namespace varnel::modules
+} // namespace varnel

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "modules/defaults/entry.h"
+#include "common/defaults_entry.h"
 
 #include "common/key_text.h"
 #include "common/text.h"
@@ -8,7 +8,7 @@
 #include <optional>
 #include <utility>
 
-namespace varnel::modules {
+namespace varnel {
 
 namespace {
 
@@ -32,7 +32,7 @@ DefaultsEntry wrong(DefaultsEntry::Part part, std::string message, std::string e
 
 } // namespace
 
-DefaultsEntry read_entry(std::string_view key, std::string_view text) {
+DefaultsEntry read_defaults_entry(std::string_view key, std::string_view text) {
     const std::size_t colon = key.rfind(':');
     const std::string_view name = trimmed(key.substr(0, colon));
     xdata_type type = guess_type(text);
@@ -57,4 +57,4 @@ DefaultsEntry read_entry(std::string_view key, std::string_view text) {
     return entry;
 }
 
-} // namespace varnel::modules
+} // namespace varnel
