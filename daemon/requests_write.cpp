@@ -47,7 +47,7 @@ std::vector<WriteRow> rows_of(const Request &request, bool with_values, std::uin
 
 std::size_t bytes_of(const std::vector<WriteRow> &rows) {
     return std::accumulate(rows.begin(), rows.end(), std::size_t{0}, [](std::size_t bytes, const WriteRow &row) {
-        return bytes + sizeof row + row.group.size() + row.name.size() +
+        return bytes + protocol::kStagedRowBytes + row.group.size() + row.name.size() +
                (row.value != nullptr ? protocol::encoded_size(*row.value) : 0);
     });
 }
