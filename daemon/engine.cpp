@@ -241,7 +241,10 @@ void Engine::publish_one(const LayerStore &layer, Change &change) {
     for (Session *const session : subscribers_) {
         if (!session->wants(*event))
             continue;
-        ++(session->push_event(event, limits_[Limit::events]) ? statistics_.events : statistics_.lost);
+        const bool given = session->push_event(event, limits_[Limit::events]);
+        ++(given ? statistics_.events : statistics_.lost);
+        if (!given)
+            session->note_lost(*event);
         session->wake();
     }
 }

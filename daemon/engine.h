@@ -114,7 +114,7 @@ private:
     Reply page_of(const Request &request, bool values);
     [[nodiscard]] Scope scope_of(const Request &request) const;
     [[nodiscard]] Scope lock_scope(const Request &request) const;
-    void catch_up(Session &session, const Scope &scope, std::uint64_t from);
+    std::uint64_t catch_up(Session &session, const Scope &scope, std::uint64_t from);
     [[nodiscard]] bool has_lost(const LayerStore &layer, std::uint64_t from) const;
     bool take_lock(const Request &request, const Scope &scope);
     static protocol::Message lock_answer(std::uint32_t code, const Scope &scope);

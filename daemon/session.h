@@ -17,6 +17,12 @@
 
 namespace varnel::daemon {
 
+// What a connection has subscribed to. The events of the scope after revision since have been given to it.
+struct Subscription {
+    Scope scope;
+    std::uint64_t since;
+};
+
 // A row of a write: the value is nullptr to unset.
 struct WriteRow {
     std::string group;
@@ -50,7 +56,6 @@ public:
 
     // Keeps an event for sending. False past the bound: only that events were lost is kept then.
     bool push_event(EventRef event, std::size_t bound);
-    void lose_events() { lost_ = true; }
 
     // The next event, encoded; nothing when there is none. revision is the current one.
     std::optional<protocol::Bytes> take_event(std::uint64_t revision);
@@ -60,11 +65,17 @@ public:
     bool within_rate(std::uint64_t now, std::uint32_t rate);
 
     // What the connection has subscribed to: each scope once.
-    [[nodiscard]] const std::vector<Scope> &subscriptions() const { return subscriptions_; }
+    [[nodiscard]] const std::vector<Subscription> &subscriptions() const { return subscriptions_; }
     [[nodiscard]] bool has_subscribed(const Scope &scope) const;
     [[nodiscard]] bool wants(const Event &event) const;
-    void subscribe(Scope scope);          // which it has not subscribed to
     bool unsubscribe(const Scope &scope); // false when there is no such subscription
+
+    // Events of the scope are given to it from now on; those after revision since have been. Once for each scope.
+    void subscribe(const Scope &scope, std::uint64_t since);
+
+    // Whether the connection has been given the event, which may wait for sending; that it has not.
+    [[nodiscard]] bool was_given(const Event &event) const;
+    void note_lost(const Event &event);
 
     // The rows of a write that are there so far, if there are any.
     [[nodiscard]] const std::optional<StagedWrite> &staged() const { return staged_; }
@@ -79,7 +90,7 @@ public:
 private:
     const ConnectionNumber number_;
     const std::string description_;
-    std::vector<Scope> subscriptions_;
+    std::vector<Subscription> subscriptions_;
     std::optional<StagedWrite> staged_;
     bool has_deferred_ = false;
     std::deque<EventRef> events_;

@@ -119,6 +119,37 @@ TEST_F(EngineWatch, AnotherSubscriptionDoesNotRepeatWhatTheFirstHasBrought) {
     EXPECT_EQ(seen(), "3 created disk; 4 changed disk:size ->1; ");
 }
 
+TEST_F(EngineWatch, AnotherSubscriptionBringsWhatWasBeforeTheFirst) {
+    set("net", "port", "80");
+    set("net", "host", "h");
+    notify("net");
+    set("net", "port", "81");
+    EXPECT_EQ(notify("", "", 1), "ok volatile 4 0");
+    EXPECT_EQ(seen(), "4 changed net:port 80>81; 2 changed net:port ->80; 3 changed net:host ->h; ");
+}
+
+TEST_F(EngineWatch, TheSameSubscriptionBringsWhatWasBeforeIt) {
+    set("net", "port", "80");
+    notify("net");
+    set("net", "port", "81");
+    EXPECT_EQ(seen(), "3 changed net:port 80>81; ");
+    EXPECT_EQ(notify("net", "", 1), "ok volatile 3 0");
+    EXPECT_EQ(notify("net", "", 1), "ok volatile 3 0");
+    EXPECT_EQ(seen(), "2 changed net:port ->80; ");
+    EXPECT_EQ(statistic("subscriptions"), 1U);
+}
+
+TEST_F(EngineWatch, WhatASlowSubscriberLostCanBeAskedFor) {
+    EXPECT_EQ(limits.set("events", "2"), std::nullopt);
+    notify("net");
+    set("net", "port", "80");
+    set("net", "port", "81");
+    EXPECT_EQ(seen(), "1 created net; 2 changed net:port ->80; 3 lost; ");
+    set("net", "port", "82");
+    EXPECT_EQ(notify("net", "", 2), "ok volatile 4 0");
+    EXPECT_EQ(seen(), "4 changed net:port 81>82; 3 changed net:port 80>81; ");
+}
+
 TEST_F(EngineWatch, SaysWhatItDoesNotRemember) {
     first_revision = 41;
     EXPECT_EQ(limits.set("history_events", "16"), std::nullopt);

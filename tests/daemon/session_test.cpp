@@ -98,15 +98,31 @@ TEST(Session, CountsRequestsBySeconds) {
 TEST(Session, WantsTheEventsOfItsSubscriptions) {
     SilentSession session;
     EXPECT_FALSE(session.wants(*event(7)));
-    session.subscribe({"user", "disk", ""});
+    session.subscribe({"user", "disk", ""}, 0);
     EXPECT_FALSE(session.wants(*event(7)));
-    session.subscribe({"user", "net", ""});
+    session.subscribe({"user", "net", ""}, 0);
     EXPECT_TRUE(session.wants(*event(7)));
     EXPECT_TRUE(session.has_subscribed({"user", "net", ""}));
     EXPECT_FALSE(session.unsubscribe({"user", "net", "port"}));
     EXPECT_TRUE(session.unsubscribe({"user", "net", ""}));
     EXPECT_FALSE(session.wants(*event(7)));
     EXPECT_EQ(session.subscriptions().size(), 1U);
+}
+
+TEST(Session, KnowsWhichEventsItWasGiven) {
+    SilentSession session;
+    session.subscribe({"user", "disk", ""}, 3);
+    EXPECT_FALSE(session.was_given(*event(7)));
+    session.subscribe({"user", "net", ""}, 7);
+    EXPECT_FALSE(session.was_given(*event(7)));
+    EXPECT_TRUE(session.was_given(*event(8)));
+    session.subscribe({"user", "net", ""}, 5); // earlier ones have been given, too
+    session.subscribe({"user", "net", ""}, 9);
+    EXPECT_TRUE(session.was_given(*event(6)));
+    session.note_lost(*event(6));
+    EXPECT_FALSE(session.was_given(*event(6)));
+    EXPECT_TRUE(session.was_given(*event(7)));
+    EXPECT_EQ(session.subscriptions().size(), 2U);
 }
 
 TEST(Session, CollectsTheRowsOfAWrite) {
