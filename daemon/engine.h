@@ -28,9 +28,10 @@ namespace varnel::daemon {
 
 class Engine {
 public:
-    // now gives milliseconds of a clock that never goes back; revised is called with every revision given out.
+    // now gives milliseconds of a clock that never goes back; revising is called with a revision that changes may get
+    // as far as, before the storage and readers get them.
     Engine(const Store &store, const Limits &limits, std::uint64_t revision, std::function<std::uint64_t()> now,
-           std::function<void(std::uint64_t)> revised);
+           std::function<void(std::uint64_t)> revising);
 
     void add(Session &session);
     void remove(const Session &session);
@@ -129,6 +130,7 @@ private:
     PendingLayer *pending_of(const LayerStore &layer);
     void commit_layer(PendingLayer &pending);
     void publish(const LayerStore &layer, std::vector<Change> changes);
+    void reserve_revisions(std::uint64_t count);
     void publish_one(const LayerStore &layer, Change &change);
     protocol::Message write_answer(std::uint32_t code, const ChangeSet &changes, int durability,
                                    std::uint32_t visible) const;
@@ -140,7 +142,7 @@ private:
     const Store &store_;
     const Limits limits_;
     std::function<std::uint64_t()> now_;
-    std::function<void(std::uint64_t)> revised_;
+    std::function<void(std::uint64_t)> revising_;
     const std::uint64_t first_revision_; // that this process went on from
     History history_;
     LockTable locks_;
