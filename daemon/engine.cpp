@@ -251,10 +251,11 @@ void Engine::publish_one(const LayerStore &layer, Change &change) {
     const EventRef event = history_.add({0, flags, layer.name(), std::move(change.group), std::move(change.name),
                                          std::move(change.visible_old), std::move(change.visible_new)});
     ++statistics_.changes;
+    const EventBounds bounds{limits_[Limit::events], limits_[Limit::event_bytes]};
     for (Session *const session : subscribers_) {
         if (!session->wants(*event))
             continue;
-        const bool given = session->push_event(event, limits_[Limit::events]);
+        const bool given = session->push_event(event, bounds);
         ++(given ? statistics_.events : statistics_.lost);
         if (!given)
             session->note_lost(*event);

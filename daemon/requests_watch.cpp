@@ -34,11 +34,12 @@ Scope Engine::scope_of(const Request &request) const {
 // Gives the session what has happened in the scope after revision from, and not been given to it yet. The answer is the
 // revision after which it has been given everything.
 std::uint64_t Engine::catch_up(Session &session, const Scope &scope, std::uint64_t from) {
+    const EventBounds bounds{limits_[Limit::history_events], limits_[Limit::history_bytes]};
     std::uint64_t since = from;
     history_.replay(from, [&](const EventRef &event) {
         if (!scope.includes(*event) || session.was_given(*event))
             return true;
-        if (session.push_event(event, limits_[Limit::history_events])) {
+        if (session.push_past_event(event, bounds)) {
             ++statistics_.events;
         } else {
             ++statistics_.lost;

@@ -23,18 +23,26 @@ void add_event(protocol::Message &message, const Event &event) {
     message.add(value_or_empty(event.old_value)).add(value_or_empty(event.new_value));
 }
 
-bool Session::push_event(EventRef event, std::size_t bound) {
-    lost_ = lost_ || events_.size() >= bound;
-    if (!lost_)
-        events_.push_back(std::move(event));
-    return !lost_;
+bool Session::push(EventRef event, Amount &amount, EventBounds bounds) {
+    const std::size_t bytes = event->bytes();
+    const bool fits = amount.events == 0 || (amount.events < bounds.events && amount.bytes + bytes <= bounds.bytes);
+    lost_ = lost_ || !fits;
+    if (lost_)
+        return false;
+    waiting_.push_back({std::move(event), &amount});
+    ++amount.events;
+    amount.bytes += bytes;
+    return true;
 }
 
 std::optional<protocol::Bytes> Session::take_event(std::uint64_t revision) {
     protocol::Message message(control_changed);
-    if (!events_.empty()) {
-        add_event(message, *events_.front());
-        events_.pop_front();
+    if (!waiting_.empty()) {
+        const auto [event, amount] = std::move(waiting_.front());
+        waiting_.pop_front();
+        --amount->events;
+        amount->bytes -= event->bytes();
+        add_event(message, *event);
         return message.encode();
     }
     if (!lost_)
