@@ -58,6 +58,9 @@ public:
     // Events wait: take_event until there is none, as far as there is room.
     virtual void wake() = 0;
 
+    // Whether anybody is there for answers: a list, which is long work, is not made for nobody.
+    [[nodiscard]] virtual bool takes_answers() const { return true; }
+
     [[nodiscard]] ConnectionNumber number() const { return number_; }
     [[nodiscard]] const std::string &description() const { return description_; }
 

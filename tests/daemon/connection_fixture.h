@@ -26,10 +26,12 @@ public:
         if (every_answer_ends_a_turn)
             connection.settle();
     }
+    void rest(Connection &) override { ++rests; }
     void doom(Connection &, const std::string &why) override { reasons += why + "; "; }
     std::string reasons;
     bool every_answer_ends_a_turn = true;
     int owed = 0;
+    int rests = 0;
 };
 
 // A connection that has as much room as the test says.
@@ -52,6 +54,7 @@ private:
         return true;
     }
     void wait_for_room() override { ++waits; }
+    void watch() override {}
     std::optional<std::uint32_t> longest_silence(const Limits &limits, bool attached) const override {
         return attached ? std::nullopt : std::optional(limits[Limit::idle]);
     }
