@@ -18,7 +18,7 @@ constexpr std::uint64_t kMillisecondsPerSecond = 1000;
 
 // A list walks the whole layer, which takes milliseconds when there are tens of thousands of values: between so much
 // time of a connection's long requests others come in. Short ones, such as most changes, are best done together.
-using Clock = std::chrono::steady_clock;
+using Clock = ConnectionOwner::Clock;
 constexpr Clock::duration kLongRequest = std::chrono::microseconds(200);
 constexpr Clock::duration kShare = std::chrono::milliseconds(2);
 
@@ -99,9 +99,9 @@ void Connection::deliver(std::uint32_t id, protocol::Bytes &bytes) {
 }
 
 void Connection::handle_now(std::uint32_t id, protocol::Bytes &bytes) {
-    const Clock::time_point begin = Clock::now();
+    const Clock::time_point begin = owner_.clock();
     engine_.handle(*this, id, bytes);
-    const Clock::duration taken = Clock::now() - begin;
+    const Clock::duration taken = owner_.clock() - begin;
     if (taken < kLongRequest)
         return;
     spent_ += taken;

@@ -31,6 +31,10 @@ public:
     // The connection has taken its share of the time: go_on is expected in a later turn, when others have been heard.
     virtual void rest(Connection &connection) = 0;
 
+    // The time that work takes is measured by this.
+    using Clock = std::chrono::steady_clock;
+    [[nodiscard]] virtual Clock::time_point clock() const = 0;
+
     // The connection is of no use any more; to be closed soon, but not before the caller is through.
     virtual void doom(Connection &connection, const std::string &why) = 0;
 
@@ -151,9 +155,9 @@ private:
     std::uint64_t last_heard_; // milliseconds
     std::uint64_t last_moved_; // when a packet came or went
     bool blocked_ = false;
-    bool owing_ = false;                          // settle has been asked for
-    std::chrono::steady_clock::duration spent_{}; // on long requests since the last rest
-    bool resting_ = false;                        // until go_on, requests wait
+    bool owing_ = false;                       // settle has been asked for
+    ConnectionOwner::Clock::duration spent_{}; // on long requests since the last rest
+    bool resting_ = false;                     // until go_on, requests wait
     bool finishing_ = false;
     bool doomed_ = false;
     bool gone_ = false; // doomed as nothing can be sent: what it has asked for before is done all the same

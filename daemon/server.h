@@ -86,6 +86,7 @@ public:
 
     void owe(Connection &connection) override { owing_.push_back(&connection); }
     void rest(Connection &connection) override { resting_.push_back(&connection); }
+    [[nodiscard]] Clock::time_point clock() const override { return Clock::now(); }
     void doom(Connection &connection, const std::string &why) override;
 
     // The client has gone; the connection is closed at the end of the turn.

@@ -27,11 +27,13 @@ public:
             connection.settle();
     }
     void rest(Connection &) override { ++rests; }
+    [[nodiscard]] Clock::time_point clock() const override { return time; }
     void doom(Connection &, const std::string &why) override { reasons += why + "; "; }
     std::string reasons;
     bool every_answer_ends_a_turn = true;
     int owed = 0;
     int rests = 0;
+    Clock::time_point time;
 };
 
 // A connection that has as much room as the test says.
