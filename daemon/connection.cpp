@@ -92,6 +92,8 @@ void Connection::deliver(std::uint32_t id, protocol::Bytes &bytes) {
     if (endpoint_.is_sending(id))
         return misused("it uses " + std::to_string(id) +
                        " as the id of a request again, whose answer it has not taken");
+    if (is_datagram() && !Engine::only_reads(bytes) && !repeats_.is_new(id, bytes))
+        return misused("it repeats a request");
     if (may_handle())
         handle_now(id, bytes);
     else

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "daemon/engine.h"
+#include "daemon/repeats.h"
 
 #include "protocol/endpoint.h"
 
@@ -148,6 +149,7 @@ private:
     std::deque<Outgoing> queue_; // answers that have not been started
     std::size_t queue_bytes_ = 0;
     protocol::Bytes spare_; // memory of an answer that has gone, for the next one
+    Repeats repeats_;       // of datagrams
     std::deque<Held> held_; // requests that wait until there is a place for their answers
     std::size_t held_bytes_ = 0;
     std::uint32_t event_under_way_ = 0; // id of the event that was sent last

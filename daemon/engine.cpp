@@ -68,6 +68,13 @@ std::uint32_t announced_code(const protocol::Bytes &bytes) {
 
 } // namespace
 
+bool Engine::only_reads(const protocol::Bytes &bytes) {
+    static constexpr std::array kReads = {control_get,     control_list, control_list_keys, control_status,
+                                          control_changed, control_sync, control_other};
+    const std::uint32_t code = announced_code(bytes);
+    return std::any_of(kReads.begin(), kReads.end(), [code](auto read) { return std::uint32_t{read} == code; });
+}
+
 void Engine::handle(Session &session, std::uint32_t id, protocol::Bytes &bytes) {
     ++statistics_.requests;
     const std::uint32_t code = announced_code(bytes);

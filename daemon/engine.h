@@ -39,6 +39,10 @@ public:
     // A message from a connection: answers it, now or later. bytes may be changed.
     void handle(Session &session, std::uint32_t id, protocol::Bytes &bytes);
 
+    // Whether a message asks for something that can be done again and again: it changes neither values nor what the
+    // connection has.
+    [[nodiscard]] static bool only_reads(const protocol::Bytes &bytes);
+
     // Brings collected changes to the storage, answers them, and then what waited for them. To be called when no more
     // requests are at hand.
     void commit();
