@@ -24,7 +24,7 @@ StreamConnection::StreamConnection(Server &server, Engine &engine, ConnectionNum
       server_(server), fd_(std::move(fd)), packets_per_readiness_(varnel::daemon::packets_per_readiness(fd_.get())) {
     uv_poll_init(&server.loop(), &poll_, fd_.get());
     poll_.data = this;
-    watch();
+    StreamConnection::watch(); // the one of this class: there is no other yet
 }
 
 void StreamConnection::retire(std::unique_ptr<StreamConnection> connection) {
