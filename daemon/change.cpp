@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/change.h"
 
+#include "daemon/log.h"
+
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <exception>
 #include <utility>
 
 namespace varnel::daemon {
@@ -68,6 +72,14 @@ void ChangeSet::note_group(ChangeKind kind, const std::string &group, bool seen)
     changes_.push_back({kind, group, std::string(), nullptr, nullptr, nullptr, seen});
 }
 
+// A change is noted before it is made, so that there is memory for it: the last one is forgotten when it has failed.
+int ChangeSet::keep_if(int result) {
+    if (result == 0)
+        return 0;
+    changes_.pop_back();
+    return fail(result, writer_);
+}
+
 int ChangeSet::set(const std::string &group, const std::string &name, const SharedValue &value) {
     const KeyRef key = key_of(group, name);
     Change change{ChangeKind::value, group, name, nullptr, nullptr, nullptr};
@@ -81,14 +93,13 @@ int ChangeSet::set(const std::string &group, const std::string &name, const Shar
     const std::size_t before = changes_.size();
     if (result == -ENOENT)
         result = note_new_group(group);
-    if (result == 0)
-        result = writer_->set(key, *value);
-    if (result != 0) {
-        changes_.resize(before);
+    if (result != 0)
         return fail(result, writer_);
-    }
     changes_.push_back(std::move(change));
-    return 0;
+    result = keep_if(writer_->set(key, *value));
+    if (result != 0)
+        changes_.erase(changes_.begin() + static_cast<std::ptrdiff_t>(before), changes_.end()); // the group
+    return result;
 }
 
 int ChangeSet::unset(const std::string &group, const std::string &name) {
@@ -98,18 +109,13 @@ int ChangeSet::unset(const std::string &group, const std::string &name) {
         return fail(result, writer_);
     if (const int around = look_around(change, nullptr); around != 0)
         return around;
-    if (const int result = writer_->unset(key); result != 0)
-        return fail(result, writer_);
     changes_.push_back(std::move(change));
-    return 0;
+    return keep_if(writer_->unset(key));
 }
 
 int ChangeSet::create_group(const std::string &group) {
-    const bool seen = layer_->find_group(group) == -ENOENT;
-    if (const int result = writer_->create_group(key_of(group, std::string())); result != 0)
-        return fail(result, writer_);
-    note_group(ChangeKind::group_created, group, seen);
-    return 0;
+    note_group(ChangeKind::group_created, group, layer_->find_group(group) == -ENOENT);
+    return keep_if(writer_->create_group(key_of(group, std::string())));
 }
 
 int ChangeSet::remove_group(const std::string &group) {
@@ -126,9 +132,10 @@ int ChangeSet::remove_group(const std::string &group) {
         if (const int result = unset(group, name); result != 0)
             return result;
     }
-    if (const int result = writer_->unset(key); result != 0)
-        return fail(result, writer_);
-    note_group(ChangeKind::group_removed, group, layer_->find_group(group) == -ENOENT);
+    note_group(ChangeKind::group_removed, group, false);
+    if (const int result = keep_if(writer_->unset(key)); result != 0)
+        return result;
+    changes_.back().seen = layer_->find_group(group) == -ENOENT;
     return 0;
 }
 
@@ -136,9 +143,20 @@ int ChangeSet::undo_one(const Change &change) const {
     const KeyRef key = key_of(change.group, change.name);
     if (change.kind == ChangeKind::group_removed)
         return writer_->create_group(key);
-    if (change.kind == ChangeKind::group_created || change.stored_old == nullptr)
-        return writer_->unset(key);
+    if (change.kind == ChangeKind::group_created || change.stored_old == nullptr) {
+        const int result = writer_->unset(key);
+        return result == -ENOENT ? 0 : result; // it had been noted, but not made
+    }
     return writer_->set(key, *change.stored_old);
+}
+
+ChangeSet::~ChangeSet() {
+    try {
+        if (!undo())
+            log_error("layer " + layer_->name() + ": backend " + writer_->name() + " does not take changes back");
+    } catch (const std::exception &) {
+        return; // there is no memory to say so either
+    }
 }
 
 bool ChangeSet::undo() {

@@ -24,11 +24,17 @@ struct Change {
     [[nodiscard]] bool visible() const;
 };
 
-// The changes of one request, in order. Results are 0 or a negative errno value; *failed is then the backend.
+// The changes of one request, in order. Results are 0 or a negative errno value; *failed is then the backend. Changes
+// that nobody takes are undone at the end, so that an exception leaves none behind.
 class ChangeSet {
 public:
     // The layer must have a backend that takes changes.
     explicit ChangeSet(const LayerStore &layer) : layer_(&layer), writer_(&layer.backends()[*layer.writer()]) {}
+    ChangeSet(ChangeSet &&) noexcept = default; // leaves no changes behind
+    ChangeSet &operator=(ChangeSet &&) = delete;
+    ChangeSet(const ChangeSet &) = delete;
+    ChangeSet &operator=(const ChangeSet &) = delete;
+    ~ChangeSet();
 
     int set(const std::string &group, const std::string &name, const SharedValue &value);
     int unset(const std::string &group, const std::string &name);
@@ -53,6 +59,7 @@ private:
     int look_around(Change &change, SharedValue stored_new);
     int note_new_group(const std::string &group);
     void note_group(ChangeKind kind, const std::string &group, bool seen);
+    int keep_if(int result);
     [[nodiscard]] int undo_one(const Change &change) const;
 
     const LayerStore *layer_;

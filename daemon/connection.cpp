@@ -16,6 +16,12 @@ constexpr std::size_t kLargestSpare = PACKET_PAYLOAD_MAX;
 
 constexpr std::uint64_t kMillisecondsPerSecond = 1000;
 
+// A list walks the whole layer, which takes milliseconds when there are tens of thousands of values: between so much
+// time of a connection's long requests others come in. Short ones, such as most changes, are best done together.
+using Clock = ConnectionOwner::Clock;
+constexpr Clock::duration kLongRequest = std::chrono::microseconds(200);
+constexpr Clock::duration kShare = std::chrono::milliseconds(2);
+
 bool is_request_id(std::uint32_t id) {
     return id != 0 && id < protocol::kFirstEventId;
 }
@@ -86,25 +92,61 @@ void Connection::deliver(std::uint32_t id, protocol::Bytes &bytes) {
     if (endpoint_.is_sending(id))
         return misused("it uses " + std::to_string(id) +
                        " as the id of a request again, whose answer it has not taken");
+    if (is_datagram() && !Engine::only_reads(bytes) && !repeats_.is_new(id, bytes))
+        return misused("it repeats a request");
     if (may_handle())
-        engine_.handle(*this, id, bytes);
+        handle_now(id, bytes);
     else
         hold(id, bytes);
 }
 
+void Connection::handle_now(std::uint32_t id, protocol::Bytes &bytes) {
+    const Clock::time_point begin = owner_.clock();
+    engine_.handle(*this, id, bytes);
+    const Clock::duration taken = owner_.clock() - begin;
+    if (taken < kLongRequest)
+        return;
+    spent_ += taken;
+    if (spent_ < kShare || std::exchange(resting_, true))
+        return;
+    owner_.rest(*this);
+}
+
+bool Connection::go_on() {
+    resting_ = false;
+    spent_ = {};
+    const std::size_t before = held_.size();
+    handle_held();
+    watch();
+    last_moved_ = engine_.now(); // it was the daemon that did not go on
+    return held_.size() != before;
+}
+
+void Connection::finish() {
+    finishing_ = true;
+    if (!held_.empty())
+        owe();
+}
+
 // Whether a request is handled at once. While answers wait, acknowledgements must still be read, and there are requests
 // before them: those are kept, and handled when there is a place for their answers. So are those behind one that waits
-// for the storage, whose answers would all come at once.
+// for the storage, whose answers would all come at once, and those of a connection that rests.
 bool Connection::may_handle() {
-    if (held_.empty() && !has_deferred() && !queue_has_place())
+    if (held_.empty() && !has_deferred() && !resting_ && !queue_has_place())
         pump(); // the client may take answers: it has not been offered any in this turn
-    return !doomed_ && held_.empty() && !has_deferred() && queue_has_place();
+    return !doomed_ && held_.empty() && !has_deferred() && !resting_ && queue_has_place();
+}
+
+bool Connection::held_is_over() const {
+    const Limits &limits = engine_.limits();
+    return held_bytes_ > limits[Limit::queue_bytes] || held_.size() >= limits[Limit::queue_messages];
 }
 
 void Connection::hold(std::uint32_t id, const protocol::Bytes &bytes) {
-    const Limits &limits = engine_.limits();
-    const bool is_over = held_bytes_ > limits[Limit::queue_bytes] || held_.size() >= limits[Limit::queue_messages];
-    if (is_over && !has_deferred()) // which ends with this turn, and then there is a place
+    if (held_is_over() && resting_ && is_datagram())
+        return misused("more requests than are kept for it");
+    // What is deferred ends with this turn, and then there is a place; one that rests is not read any more.
+    if (held_is_over() && !has_deferred() && !resting_)
         return doom("it does not take its answers");
     held_bytes_ += bytes.size();
     held_.push_back({id, bytes});
@@ -113,11 +155,12 @@ void Connection::hold(std::uint32_t id, const protocol::Bytes &bytes) {
 
 void Connection::handle_held() {
     const std::size_t before = held_.size();
-    while (!held_.empty() && !has_deferred() && (gone_ || (!doomed_ && queue_has_place()))) {
+    const auto may_go_on = [this] { return gone_ || (!doomed_ && (!resting_ || finishing_) && queue_has_place()); };
+    while (!held_.empty() && !has_deferred() && may_go_on()) {
         Held next = std::move(held_.front());
         held_.pop_front();
         held_bytes_ -= next.bytes.size();
-        engine_.handle(*this, next.id, next.bytes);
+        handle_now(next.id, next.bytes);
     }
     if (held_.size() != before)
         owe(); // there may be a place for more of them now

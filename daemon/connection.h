@@ -3,9 +3,11 @@
 #pragma once
 
 #include "daemon/engine.h"
+#include "daemon/repeats.h"
 
 #include "protocol/endpoint.h"
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <optional>
@@ -26,6 +28,13 @@ public:
     // The connection has something to send: settle is expected at the end of the turn, when all that has arrived has
     // been handled. Sent one by one, answers would wake their clients one by one.
     virtual void owe(Connection &connection) = 0;
+
+    // The connection has taken its share of the time: go_on is expected in a later turn, when others have been heard.
+    virtual void rest(Connection &connection) = 0;
+
+    // The time that work takes is measured by this.
+    using Clock = std::chrono::steady_clock;
+    [[nodiscard]] virtual Clock::time_point clock() const = 0;
 
     // The connection is of no use any more; to be closed soon, but not before the caller is through.
     virtual void doom(Connection &connection, const std::string &why) = 0;
@@ -48,8 +57,11 @@ public:
     Connection &operator=(const Connection &) = delete;
     ~Connection() override;
 
-    // Bytes that receive takes now: none while the connection waits for room.
-    [[nodiscard]] std::size_t space() const { return blocked_ ? 0 : endpoint_.space(); }
+    // Bytes that receive takes now: none while the connection must not be read.
+    [[nodiscard]] std::size_t space() const { return may_read() ? endpoint_.space() : 0; }
+
+    // Not while it waits for room, or rests with many requests at hand.
+    [[nodiscard]] bool may_read() const { return !blocked_ && !(resting_ && held_is_over()); }
 
     // Handles bytes from the socket; now is in milliseconds.
     void receive(const std::uint8_t *data, std::size_t size, std::uint64_t now);
@@ -65,6 +77,14 @@ public:
 
     // Sends what there is room for.
     void settle();
+
+    // Ends the rest that the owner was asked for. Whether requests have been handled that had waited.
+    bool go_on();
+
+    // The client has gone, and the connection ends with this turn: what it has asked for is done, rest or not.
+    void finish();
+
+    [[nodiscard]] bool takes_answers() const override { return !gone_ && !(finishing_ && resting_); }
 
     void answer(std::uint32_t request, const protocol::Message &message) override;
     void wake() override;
@@ -96,6 +116,9 @@ private:
     virtual bool take_room() = 0;
     virtual void wait_for_room() = 0;
 
+    // may_read may have become another.
+    virtual void watch() = 0;
+
     // Seconds that the client may be silent; nothing for as long as it likes. attached: it has subscriptions or locks.
     [[nodiscard]] virtual std::optional<std::uint32_t> longest_silence(const Limits &limits, bool attached) const = 0;
 
@@ -107,6 +130,8 @@ private:
     [[nodiscard]] bool queue_is_over() const;
     [[nodiscard]] bool queue_has_place() const;
     bool may_handle();
+    void handle_now(std::uint32_t id, protocol::Bytes &bytes);
+    [[nodiscard]] bool held_is_over() const;
     void hold(std::uint32_t id, const protocol::Bytes &bytes);
     void handle_held();
     void pump();
@@ -124,6 +149,7 @@ private:
     std::deque<Outgoing> queue_; // answers that have not been started
     std::size_t queue_bytes_ = 0;
     protocol::Bytes spare_; // memory of an answer that has gone, for the next one
+    Repeats repeats_;       // of datagrams
     std::deque<Held> held_; // requests that wait until there is a place for their answers
     std::size_t held_bytes_ = 0;
     std::uint32_t event_under_way_ = 0; // id of the event that was sent last
@@ -131,7 +157,10 @@ private:
     std::uint64_t last_heard_; // milliseconds
     std::uint64_t last_moved_; // when a packet came or went
     bool blocked_ = false;
-    bool owing_ = false; // settle has been asked for
+    bool owing_ = false;                       // settle has been asked for
+    ConnectionOwner::Clock::duration spent_{}; // on long requests since the last rest
+    bool resting_ = false;                     // until go_on, requests wait
+    bool finishing_ = false;
     bool doomed_ = false;
     bool gone_ = false; // doomed as nothing can be sent: what it has asked for before is done all the same
     bool parted_ = false;

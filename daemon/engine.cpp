@@ -17,8 +17,8 @@ using protocol::Received;
 using protocol::Status;
 
 Engine::Engine(const Store &store, const Limits &limits, std::uint64_t revision, std::function<std::uint64_t()> now,
-               std::function<void(std::uint64_t)> revised)
-    : store_(store), limits_(limits), now_(std::move(now)), revised_(std::move(revised)), first_revision_(revision),
+               std::function<void(std::uint64_t)> revising)
+    : store_(store), limits_(limits), now_(std::move(now)), revising_(std::move(revising)), first_revision_(revision),
       history_(revision, limits[Limit::history_events], limits[Limit::history_bytes]) {}
 
 void Engine::add(Session &session) {
@@ -67,6 +67,13 @@ std::uint32_t announced_code(const protocol::Bytes &bytes) {
 }
 
 } // namespace
+
+bool Engine::only_reads(const protocol::Bytes &bytes) {
+    static constexpr std::array kReads = {control_get,     control_list, control_list_keys, control_status,
+                                          control_changed, control_sync, control_other};
+    const std::uint32_t code = announced_code(bytes);
+    return std::any_of(kReads.begin(), kReads.end(), [code](auto read) { return std::uint32_t{read} == code; });
+}
 
 void Engine::handle(Session &session, std::uint32_t id, protocol::Bytes &bytes) {
     ++statistics_.requests;
@@ -197,6 +204,12 @@ Message Engine::write_answer(std::uint32_t code, const ChangeSet &changes, int d
 
 namespace {
 
+// Revisions that publishing them takes.
+std::uint64_t visible_changes(const ChangeSet &changes) {
+    return static_cast<std::uint64_t>(std::count_if(changes.changes().begin(), changes.changes().end(),
+                                                    [](const Change &change) { return change.visible(); }));
+}
+
 std::uint32_t visible_values(const ChangeSet &changes) {
     return static_cast<std::uint32_t>(
         std::count_if(changes.changes().begin(), changes.changes().end(),
@@ -213,6 +226,7 @@ Reply Engine::do_write(const Request &request, ChangeSet changes, std::uint32_t 
         if (!changes.changes().empty())
             note_unsynced(layer);
         const std::uint32_t visible = visible_values(changes);
+        reserve_revisions(visible_changes(changes));
         publish(layer, changes.take_changes());
         return write_answer(request.code(), changes, DURABILITY_MEMORY, visible);
     }
@@ -220,6 +234,13 @@ Reply Engine::do_write(const Request &request, ChangeSet changes, std::uint32_t 
         pending = &pending_.emplace_back(PendingLayer{&layer, {}});
     pending->writes.push_back({request.session.number(), request.id, request.code(), wanted, std::move(changes)});
     return std::nullopt;
+}
+
+// A revision that was given to a change must not come again, though the process is killed as soon as the storage has
+// it.
+void Engine::reserve_revisions(std::uint64_t count) {
+    if (count != 0)
+        revising_(history_.revision() + count);
 }
 
 void Engine::publish(const LayerStore &layer, std::vector<Change> changes) {
@@ -236,12 +257,15 @@ void Engine::publish_one(const LayerStore &layer, Change &change) {
         flags = change.kind == ChangeKind::group_created ? protocol::kEventGroupCreated : protocol::kEventGroupRemoved;
     const EventRef event = history_.add({0, flags, layer.name(), std::move(change.group), std::move(change.name),
                                          std::move(change.visible_old), std::move(change.visible_new)});
-    revised_(event->revision);
     ++statistics_.changes;
+    const EventBounds bounds{limits_[Limit::events], limits_[Limit::event_bytes]};
     for (Session *const session : subscribers_) {
         if (!session->wants(*event))
             continue;
-        ++(session->push_event(event, limits_[Limit::events]) ? statistics_.events : statistics_.lost);
+        const bool given = session->push_event(event, bounds);
+        ++(given ? statistics_.events : statistics_.lost);
+        if (!given)
+            session->note_lost(*event);
         session->wake();
     }
 }
@@ -250,8 +274,12 @@ void Engine::publish_one(const LayerStore &layer, Change &change) {
 
 void Engine::commit_layer(PendingLayer &pending) {
     int wanted = DURABILITY_MEMORY;
-    for (const PendingWrite &write : pending.writes)
+    std::uint64_t revisions = 0;
+    for (const PendingWrite &write : pending.writes) {
         wanted = std::max(wanted, write.wanted);
+        revisions += visible_changes(write.changes);
+    }
+    reserve_revisions(revisions);
     const BackendAccess &writer = pending.layer->backends()[*pending.layer->writer()];
     ++statistics_.syncs;
     const int reached = writer.sync(wanted);

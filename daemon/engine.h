@@ -28,15 +28,20 @@ namespace varnel::daemon {
 
 class Engine {
 public:
-    // now gives milliseconds of a clock that never goes back; revised is called with every revision given out.
+    // now gives milliseconds of a clock that never goes back; revising is called with a revision that changes may get
+    // as far as, before the storage and readers get them.
     Engine(const Store &store, const Limits &limits, std::uint64_t revision, std::function<std::uint64_t()> now,
-           std::function<void(std::uint64_t)> revised);
+           std::function<void(std::uint64_t)> revising);
 
     void add(Session &session);
     void remove(const Session &session);
 
     // A message from a connection: answers it, now or later. bytes may be changed.
     void handle(Session &session, std::uint32_t id, protocol::Bytes &bytes);
+
+    // Whether a message asks for something that can be done again and again: it changes neither values nor what the
+    // connection has.
+    [[nodiscard]] static bool only_reads(const protocol::Bytes &bytes);
 
     // Brings collected changes to the storage, answers them, and then what waited for them. To be called when no more
     // requests are at hand.
@@ -114,7 +119,7 @@ private:
     Reply page_of(const Request &request, bool values);
     [[nodiscard]] Scope scope_of(const Request &request) const;
     [[nodiscard]] Scope lock_scope(const Request &request) const;
-    void catch_up(Session &session, const Scope &scope, std::uint64_t from);
+    std::uint64_t catch_up(Session &session, const Scope &scope, std::uint64_t from);
     [[nodiscard]] bool has_lost(const LayerStore &layer, std::uint64_t from) const;
     bool take_lock(const Request &request, const Scope &scope);
     static protocol::Message lock_answer(std::uint32_t code, const Scope &scope);
@@ -129,6 +134,7 @@ private:
     PendingLayer *pending_of(const LayerStore &layer);
     void commit_layer(PendingLayer &pending);
     void publish(const LayerStore &layer, std::vector<Change> changes);
+    void reserve_revisions(std::uint64_t count);
     void publish_one(const LayerStore &layer, Change &change);
     protocol::Message write_answer(std::uint32_t code, const ChangeSet &changes, int durability,
                                    std::uint32_t visible) const;
@@ -140,7 +146,7 @@ private:
     const Store &store_;
     const Limits limits_;
     std::function<std::uint64_t()> now_;
-    std::function<void(std::uint64_t)> revised_;
+    std::function<void(std::uint64_t)> revising_;
     const std::uint64_t first_revision_; // that this process went on from
     History history_;
     LockTable locks_;

@@ -74,6 +74,8 @@ Reply Engine::page_of(const Request &request, bool values) {
                        (protocol::kMostParameters - kHeadParameters) / width,
                        protocol::kPageBytes};
     const LayerStore &layer = readable_layer(request);
+    if (!request.session.takes_answers())
+        return std::nullopt;
     Page page = layer.list(wanted);
     if (page.result != 0)
         throw refusal_of(page.result, page.failed != nullptr ? page.failed->name() : "",

@@ -2,6 +2,7 @@
 // notify, unnotify, changed, trylock, lock, unlock.
 #include "daemon/engine.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace varnel::daemon {
@@ -30,22 +31,30 @@ Scope Engine::scope_of(const Request &request) const {
     return {any_layer(request).name(), group, name};
 }
 
-// What has happened since from, for a new subscription; what an earlier one of the connection has brought is left out.
-void Engine::catch_up(Session &session, const Scope &scope, std::uint64_t from) {
+// Gives the session what has happened in the scope after revision from, and not been given to it yet. The answer is the
+// revision after which it has been given everything.
+std::uint64_t Engine::catch_up(Session &session, const Scope &scope, std::uint64_t from) {
+    const EventBounds bounds{limits_[Limit::history_events], limits_[Limit::history_bytes]};
+    std::uint64_t since = from;
     history_.replay(from, [&](const EventRef &event) {
-        if (scope.includes(*event) && !session.wants(*event)) {
-            session.push_event(event, limits_[Limit::history_events]);
+        if (!scope.includes(*event) || session.was_given(*event))
+            return true;
+        if (session.push_past_event(event, bounds)) {
             ++statistics_.events;
+        } else {
+            ++statistics_.lost;
+            since = event->revision;
         }
         return true;
     });
     if (session.has_events())
         session.wake();
+    return since;
 }
 
 Reply Engine::notify(const Request &request) {
     expect_count(request, 4);
-    Scope scope = scope_of(request);
+    const Scope scope = scope_of(request);
     const std::uint64_t from = request.message.uint64(3);
     Session &session = request.session;
     const bool known = session.has_subscribed(scope);
@@ -56,13 +65,11 @@ Reply Engine::notify(const Request &request) {
     Message answer = ok_answer(request.code());
     answer.add(scope.layer).add(history_.revision()).add(std::uint32_t{lost});
     session.answer(request.id, answer); // before the events
-    if (!known) {
-        catch_up(session, scope, lost ? 0 : from);
-        if (session.subscriptions().empty())
-            subscribers_.push_back(&session);
-        session.subscribe(std::move(scope));
-        ++statistics_.subscriptions;
-    }
+    const std::uint64_t since = catch_up(session, scope, lost ? 0 : std::min(from, history_.revision()));
+    if (session.subscriptions().empty())
+        subscribers_.push_back(&session);
+    session.subscribe(scope, since);
+    statistics_.subscriptions += known ? 0 : 1;
     return std::nullopt;
 }
 

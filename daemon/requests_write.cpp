@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <numeric>
+#include <optional>
 #include <set>
 #include <utility>
 
@@ -198,6 +199,7 @@ Reply Engine::sync(const Request &request) {
     if (!pending_.empty())
         throw Defer();
     int least = DURABILITY_FOLDER;
+    std::optional<Refused> first_failure; // which must not keep the other layers from the storage
     for (const auto &layer : store_.layers()) {
         if ((only != nullptr && only != layer.get()) || !layer->writer())
             continue;
@@ -205,11 +207,14 @@ Reply Engine::sync(const Request &request) {
         ++statistics_.syncs;
         const int reached = writer.sync(DURABILITY_FOLDER);
         note_synced(*layer, reached, "cannot store changes, which stay in memory");
-        if (reached < 0)
-            throw refusal_of(reached, writer.name(), "layer " + layer->name());
-        std::erase(unsynced_, layer.get());
+        if (reached >= 0)
+            std::erase(unsynced_, layer.get());
+        else if (!first_failure)
+            first_failure = refusal_of(reached, writer.name(), "layer " + layer->name());
         least = std::min(least, reached);
     }
+    if (first_failure)
+        throw Refused(*first_failure);
     protocol::Message answer = ok_answer(request.code());
     answer.add(static_cast<std::uint32_t>(least));
     return answer;

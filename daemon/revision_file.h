@@ -17,7 +17,7 @@ public:
     // The revision to go on from.
     [[nodiscard]] std::uint64_t start() const { return start_; }
 
-    // To be called with every revision that has been given out; writes the file when the reserved block ends. False,
+    // To be called before changes get revisions up to this one; writes the file when the reserved block ends. False,
     // with errno set, when the file cannot be written: revisions could come again after a crash.
     bool reserve(std::uint64_t revision);
 

@@ -184,7 +184,8 @@ void Server::receive_datagrams() {
 
 // ---- leaving
 
-void Server::leave(const Connection &connection) {
+void Server::leave(Connection &connection) {
+    connection.finish();
     leaving_.push_back(connection.number());
 }
 
@@ -195,9 +196,14 @@ void Server::doom(Connection &connection, const std::string &why) {
     leave(connection);
 }
 
+void Server::forget(Connection *connection) {
+    std::erase(owing_, connection);
+    std::erase(resting_, connection);
+}
+
 void Server::close(ConnectionNumber number) {
     if (const auto stream = streams_.find(number); stream != streams_.end()) {
-        std::erase(owing_, stream->second.get());
+        forget(stream->second.get());
         places_.give_back(number);
         StreamConnection::retire(std::move(stream->second));
         streams_.erase(stream);
@@ -207,7 +213,7 @@ void Server::close(ConnectionNumber number) {
     const auto datagram = std::find_if(datagrams_.begin(), datagrams_.end(),
                                        [number](const auto &entry) { return entry.second->number() == number; });
     if (datagram != datagrams_.end()) {
-        std::erase(owing_, datagram->second.get());
+        forget(datagram->second.get());
         datagrams_.erase(datagram);
         --engine_.statistics().connections;
     }
@@ -223,13 +229,28 @@ void Server::close_leavers() {
 // ---- turns and timers
 
 // While a handle of the idle kind runs, the loop looks at the sockets again without waiting.
+void Server::look_again() {
+    uv_idle_start(&again_, [](uv_idle_t *) {});
+}
+
 void Server::end_of_look() {
-    if (gathering_.goes_on(engine_.statistics().requests)) {
-        uv_idle_start(&again_, [](uv_idle_t *) {});
-        return;
-    }
+    if (gathering_.goes_on(engine_.statistics().requests))
+        return look_again();
     uv_idle_stop(&again_);
+    end_a_rest();
     end_of_turn();
+    if (!resting_.empty())
+        look_again();
+}
+
+// One connection a turn goes on with what it has asked for, so that others never wait for the long work of many.
+void Server::end_a_rest() {
+    bool worked = false;
+    while (!worked && !resting_.empty()) {
+        Connection *const connection = resting_.front();
+        resting_.pop_front();
+        worked = connection->go_on();
+    }
 }
 
 void Server::end_of_turn() {

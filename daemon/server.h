@@ -11,6 +11,7 @@
 #include <uv.h>
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <span>
@@ -34,12 +35,11 @@ public:
 private:
     bool take_room() override;
     void wait_for_room() override { watch(); }
+    void watch() override;
     [[nodiscard]] std::optional<std::uint32_t> longest_silence(const Limits &limits, bool attached) const override {
         return attached ? std::nullopt : std::optional(limits[Limit::idle]);
     }
 
-    // Watches the descriptor for what the connection waits for.
-    void watch();
     void on_ready(int events);
     void read_some();
 
@@ -62,6 +62,7 @@ private:
     // The socket is shared, so that nobody watches it for one peer: the server tries again now and then.
     bool take_room() override { return is_writable(fd_); }
     void wait_for_room() override {}
+    void watch() override {}
 
     // Nothing tells that a peer has gone: one that has asked something and wants no more makes room soon.
     [[nodiscard]] std::optional<std::uint32_t> longest_silence(const Limits &limits, bool attached) const override {
@@ -84,10 +85,12 @@ public:
     void run(const std::function<void()> &stopping);
 
     void owe(Connection &connection) override { owing_.push_back(&connection); }
+    void rest(Connection &connection) override { resting_.push_back(&connection); }
+    [[nodiscard]] Clock::time_point clock() const override { return Clock::now(); }
     void doom(Connection &connection, const std::string &why) override;
 
     // The client has gone; the connection is closed at the end of the turn.
-    void leave(const Connection &connection);
+    void leave(Connection &connection);
 
     [[nodiscard]] uv_loop_t &loop() { return loop_; }
     [[nodiscard]] std::uint64_t now() const { return uv_now(&loop_); }
@@ -100,6 +103,9 @@ private:
     void note_opened(const Connection &connection);
     void end_of_look();
     void end_of_turn();
+    void look_again();
+    void end_a_rest();
+    void forget(Connection *connection);
     void close_leavers();
     void close(ConnectionNumber number);
     void set_wait_timer();
@@ -131,6 +137,7 @@ private:
     std::unordered_map<std::uint64_t, std::unique_ptr<DatagramConnection>> datagrams_; // by address and port
     Places places_;
     std::vector<Connection *> owing_;
+    std::deque<Connection *> resting_;
     std::vector<ConnectionNumber> leaving_;
     Lines stream_lines_{LineBudget("connections opened"), LineBudget("connections closed for a reason")};
     Lines datagram_lines_{LineBudget("UDP peers opened"), LineBudget("UDP peers closed for a reason")};
@@ -143,7 +150,7 @@ private:
     uv_poll_t listener_poll_{};
     uv_poll_t udp_poll_{};
     uv_prepare_t prepare_{};
-    uv_idle_t again_{}; // runs while a turn gathers requests
+    uv_idle_t again_{}; // runs while a turn gathers requests, and while connections rest
     Gathering gathering_;
     uv_timer_t house_timer_{};
     uv_timer_t flush_timer_{};

@@ -23,18 +23,26 @@ void add_event(protocol::Message &message, const Event &event) {
     message.add(value_or_empty(event.old_value)).add(value_or_empty(event.new_value));
 }
 
-bool Session::push_event(EventRef event, std::size_t bound) {
-    lost_ = lost_ || events_.size() >= bound;
-    if (!lost_)
-        events_.push_back(std::move(event));
-    return !lost_;
+bool Session::push(EventRef event, Amount &amount, EventBounds bounds) {
+    const std::size_t bytes = event->bytes();
+    const bool fits = amount.events == 0 || (amount.events < bounds.events && amount.bytes + bytes <= bounds.bytes);
+    lost_ = lost_ || !fits;
+    if (lost_)
+        return false;
+    waiting_.push_back({std::move(event), &amount});
+    ++amount.events;
+    amount.bytes += bytes;
+    return true;
 }
 
 std::optional<protocol::Bytes> Session::take_event(std::uint64_t revision) {
     protocol::Message message(control_changed);
-    if (!events_.empty()) {
-        add_event(message, *events_.front());
-        events_.pop_front();
+    if (!waiting_.empty()) {
+        const auto [event, amount] = std::move(waiting_.front());
+        waiting_.pop_front();
+        --amount->events;
+        amount->bytes -= event->bytes();
+        add_event(message, *event);
         return message.encode();
     }
     if (!lost_)
@@ -53,20 +61,40 @@ bool Session::within_rate(std::uint64_t now, std::uint32_t rate) {
 }
 
 bool Session::has_subscribed(const Scope &scope) const {
-    return std::find(subscriptions_.begin(), subscriptions_.end(), scope) != subscriptions_.end();
+    return std::any_of(subscriptions_.begin(), subscriptions_.end(),
+                       [&scope](const Subscription &subscription) { return subscription.scope == scope; });
 }
 
 bool Session::wants(const Event &event) const {
     return std::any_of(subscriptions_.begin(), subscriptions_.end(),
-                       [&event](const Scope &scope) { return scope.includes(event); });
+                       [&event](const Subscription &subscription) { return subscription.scope.includes(event); });
 }
 
-void Session::subscribe(Scope scope) {
-    subscriptions_.push_back(std::move(scope));
+void Session::subscribe(const Scope &scope, std::uint64_t since) {
+    const auto known = std::find_if(subscriptions_.begin(), subscriptions_.end(),
+                                    [&scope](const Subscription &subscription) { return subscription.scope == scope; });
+    if (known == subscriptions_.end())
+        subscriptions_.push_back({scope, since});
+    else
+        known->since = std::min(known->since, since);
+}
+
+bool Session::was_given(const Event &event) const {
+    return std::any_of(subscriptions_.begin(), subscriptions_.end(), [&event](const Subscription &subscription) {
+        return event.revision > subscription.since && subscription.scope.includes(event);
+    });
+}
+
+void Session::note_lost(const Event &event) {
+    for (Subscription &subscription : subscriptions_) {
+        if (subscription.scope.includes(event))
+            subscription.since = std::max(subscription.since, event.revision);
+    }
 }
 
 bool Session::unsubscribe(const Scope &scope) {
-    return std::erase(subscriptions_, scope) != 0;
+    return std::erase_if(subscriptions_,
+                         [&scope](const Subscription &subscription) { return subscription.scope == scope; }) != 0;
 }
 
 void Session::stage(std::uint32_t code, const std::string &layer, std::vector<WriteRow> rows, std::size_t bytes) {

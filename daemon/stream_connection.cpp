@@ -24,7 +24,7 @@ StreamConnection::StreamConnection(Server &server, Engine &engine, ConnectionNum
       server_(server), fd_(std::move(fd)), packets_per_readiness_(varnel::daemon::packets_per_readiness(fd_.get())) {
     uv_poll_init(&server.loop(), &poll_, fd_.get());
     poll_.data = this;
-    watch();
+    StreamConnection::watch(); // the one of this class: there is no other yet
 }
 
 void StreamConnection::retire(std::unique_ptr<StreamConnection> connection) {
@@ -36,10 +36,15 @@ void StreamConnection::retire(std::unique_ptr<StreamConnection> connection) {
 
 void StreamConnection::watch() {
     // While it waits for room, a connection reads nothing either: the client's next requests stay in the socket.
-    const int wanted = waits_for_room() ? UV_WRITABLE : UV_READABLE;
+    const int readable = may_read() ? UV_READABLE : 0;
+    const int wanted = waits_for_room() ? UV_WRITABLE : readable;
     if (wanted == watched_)
         return;
     watched_ = wanted;
+    if (wanted == 0) {
+        uv_poll_stop(&poll_);
+        return;
+    }
     uv_poll_start(&poll_, wanted, [](uv_poll_t *poll, int status, int events) {
         auto *const connection = static_cast<StreamConnection *>(poll->data);
         if (status < 0)
@@ -54,7 +59,7 @@ void StreamConnection::on_ready(int events) {
         return;
     if ((events & UV_WRITABLE) != 0)
         resume(server_.now());
-    if ((events & UV_READABLE) != 0 && !waits_for_room())
+    if ((events & UV_READABLE) != 0 && may_read())
         read_some();
     watch();
 }

@@ -97,7 +97,7 @@ bool may_be_stored(const xdata &value) {
 
 SqliteStore::SqliteStore(const StoreSettings &names, const SqliteSettings &settings)
     : Store(names.layer), folder_(settings.folder), path_(settings.folder + "/" + file_name(names)),
-      read_only_(folder_.read_only()), durable_(settings.durable()) {
+      read_only_(folder_.read_only()), durable_(settings.durable()), has_log_(settings.journal == kWriteAheadLog) {
     try {
         refuse_plain_name(names, settings.folder, path_);
         if (read_only_)
@@ -117,7 +117,7 @@ void SqliteStore::open(const SqliteSettings &settings) {
     set_journal(database, settings);
     writer_.emplace(database);
     files_.emplace_back(path_);
-    if (settings.journal == kWriteAheadLog)
+    if (has_log_)
         files_.emplace_back(make_log(database));
 }
 
@@ -221,10 +221,12 @@ int SqliteStore::sync(int wanted) {
     try {
         for (const PlacedFile &file : files_)
             file.check();
-        write_changes();
         const bool with_folder = durable_ && wanted >= DURABILITY_FOLDER;
         if (with_folder)
-            folder_.sync_if_changed();
+            folder_.sync_if_changed(); // first: a failure must not be found out when the file has the changes
+        write_changes();
+        if (with_folder && !has_log_)
+            folder_.sync_if_changed(); // a journal has come and gone
         report(0, "is written again");
         if (!durable_)
             return DURABILITY_MEMORY;

@@ -47,6 +47,7 @@ private:
     const std::string path_;
     const bool read_only_;
     const bool durable_;
+    const bool has_log_; // rather than a journal that comes and goes with every transaction
 
     std::mutex changing_; // a change in memory goes with its note
     Changes changes_;

@@ -154,6 +154,25 @@ TEST_F(ChangeTest, UndoingRestoresEverything) {
     EXPECT_TRUE(changes().changes().empty());
 }
 
+TEST_F(ChangeTest, ChangesThatNobodyTakesAreUndone) {
+    put("user", "main", "net", "port", "80");
+    const std::string before = stored();
+    {
+        ChangeSet dropped(layer("user"));
+        EXPECT_EQ(dropped.set("net", "port", make_string("81")), 0);
+        EXPECT_EQ(dropped.create_group("disk"), 0);
+        const ChangeSet moved(std::move(dropped));
+        EXPECT_NE(stored(), before);
+    }
+    EXPECT_EQ(stored(), before);
+    {
+        ChangeSet taken(layer("user"));
+        EXPECT_EQ(taken.set("net", "port", make_string("82")), 0);
+        EXPECT_EQ(taken.take_changes().size(), 1U);
+    }
+    EXPECT_EQ(stored(), "[net] port=82 ");
+}
+
 TEST_F(ChangeTest, ABackendThatDoesNotTakeItBackIsTold) {
     EXPECT_EQ(set("net", "port", "80"), 0);
     EXPECT_EQ(set("disk", "size", "1"), 0);

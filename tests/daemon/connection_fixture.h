@@ -26,10 +26,14 @@ public:
         if (every_answer_ends_a_turn)
             connection.settle();
     }
+    void rest(Connection &) override { ++rests; }
+    [[nodiscard]] Clock::time_point clock() const override { return time; }
     void doom(Connection &, const std::string &why) override { reasons += why + "; "; }
     std::string reasons;
     bool every_answer_ends_a_turn = true;
     int owed = 0;
+    int rests = 0;
+    Clock::time_point time;
 };
 
 // A connection that has as much room as the test says.
@@ -52,6 +56,7 @@ private:
         return true;
     }
     void wait_for_room() override { ++waits; }
+    void watch() override {}
     std::optional<std::uint32_t> longest_silence(const Limits &limits, bool attached) const override {
         return attached ? std::nullopt : std::optional(limits[Limit::idle]);
     }

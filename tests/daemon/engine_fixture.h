@@ -82,7 +82,7 @@ public:
         if (engine_ == nullptr)
             engine_ = std::make_unique<varnel::daemon::Engine>(
                 store(), limits, first_revision, [this] { return now; },
-                [this](std::uint64_t revision) { revisions.push_back(revision); });
+                [this](std::uint64_t revision) { on_revising(revision); });
         return *engine_;
     }
     FakeSession &client(varnel::daemon::ConnectionNumber number = 1) {
@@ -205,7 +205,7 @@ public:
     std::uint64_t now = 1000;
     std::uint64_t first_revision = 0;
     varnel::daemon::Limits limits;
-    std::vector<std::uint64_t> revisions;
+    std::function<void(std::uint64_t)> on_revising = [](std::uint64_t) {};
 
 private:
     std::unique_ptr<varnel::daemon::Engine> engine_;

@@ -119,6 +119,37 @@ TEST_F(EngineWatch, AnotherSubscriptionDoesNotRepeatWhatTheFirstHasBrought) {
     EXPECT_EQ(seen(), "3 created disk; 4 changed disk:size ->1; ");
 }
 
+TEST_F(EngineWatch, AnotherSubscriptionBringsWhatWasBeforeTheFirst) {
+    set("net", "port", "80");
+    set("net", "host", "h");
+    notify("net");
+    set("net", "port", "81");
+    EXPECT_EQ(notify("", "", 1), "ok volatile 4 0");
+    EXPECT_EQ(seen(), "4 changed net:port 80>81; 2 changed net:port ->80; 3 changed net:host ->h; ");
+}
+
+TEST_F(EngineWatch, TheSameSubscriptionBringsWhatWasBeforeIt) {
+    set("net", "port", "80");
+    notify("net");
+    set("net", "port", "81");
+    EXPECT_EQ(seen(), "3 changed net:port 80>81; ");
+    EXPECT_EQ(notify("net", "", 1), "ok volatile 3 0");
+    EXPECT_EQ(notify("net", "", 1), "ok volatile 3 0");
+    EXPECT_EQ(seen(), "2 changed net:port ->80; ");
+    EXPECT_EQ(statistic("subscriptions"), 1U);
+}
+
+TEST_F(EngineWatch, WhatASlowSubscriberLostCanBeAskedFor) {
+    EXPECT_EQ(limits.set("events", "2"), std::nullopt);
+    notify("net");
+    set("net", "port", "80");
+    set("net", "port", "81");
+    EXPECT_EQ(seen(), "1 created net; 2 changed net:port ->80; 3 lost; ");
+    set("net", "port", "82");
+    EXPECT_EQ(notify("net", "", 2), "ok volatile 4 0");
+    EXPECT_EQ(seen(), "4 changed net:port 81>82; 3 changed net:port 80>81; ");
+}
+
 TEST_F(EngineWatch, SaysWhatItDoesNotRemember) {
     first_revision = 41;
     EXPECT_EQ(limits.set("history_events", "16"), std::nullopt);
@@ -185,6 +216,42 @@ TEST_F(EngineWatch, ASlowSubscriberIsToldOnceThatItLostEvents) {
     EXPECT_EQ(statistic("events"), 3U + 11U);
     set("net", "port", "x");
     EXPECT_EQ(seen(), "12 changed net:port 9>x; ");
+}
+
+TEST_F(EngineWatch, WhoCatchesUpWithMuchDoesNotLoseWhatComesMeanwhile) {
+    EXPECT_EQ(limits.set("events", "2"), std::nullopt);
+    for (int i = 0; i < 10; ++i)
+        set("net", "port", std::to_string(i).c_str());
+    notify("net", "port", 7);
+    set("net", "port", "10");
+    set("net", "port", "11");
+    EXPECT_EQ(seen(),
+              "8 changed net:port 5>6; 9 changed net:port 6>7; 10 changed net:port 7>8; 11 changed net:port 8>9; "
+              "12 changed net:port 9>10; 13 changed net:port 10>11; ");
+    EXPECT_EQ(statistic("events"), 6U);
+}
+
+// Subscribing again and again does not make the daemon grow.
+TEST_F(EngineWatch, ThePastThatDoesNotFitIsLostAndCountedAsSuch) {
+    EXPECT_EQ(limits.set("history_events", "16"), std::nullopt);
+    for (int i = 0; i < 20; ++i)
+        set("net", "port", std::to_string(i).c_str());
+    for (int i = 0; i < 2; ++i) {
+        notify("net", "port", 5);
+        ask(request(control_unnotify, {"volatile", "net", "port"}));
+    }
+    EXPECT_EQ(statistic("events"), 16U);
+    EXPECT_EQ(statistic("lost"), 16U);
+    EXPECT_NE(seen().find("; 21 lost; "), std::string::npos);
+}
+
+TEST_F(EngineWatch, EventsOfASlowSubscriberAreBoundedInBytes) {
+    EXPECT_EQ(limits.set("event_bytes", "100000"), std::nullopt);
+    notify("net", "port");
+    set("net", "port", std::string(60000, 'x').c_str());
+    set("net", "port", std::string(50000, 'y').c_str()); // with the old value too much
+    EXPECT_EQ(seen(), "2 changed net:port ->" + std::string(60000, 'x') + "; 3 lost; ");
+    EXPECT_EQ(statistic("lost"), 1U);
 }
 
 TEST_F(EngineWatch, SubscriptionsAreLimited) {

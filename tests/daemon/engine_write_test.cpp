@@ -4,6 +4,7 @@
 #include "engine_fixture.h"
 
 #include <cerrno>
+#include <new>
 
 using namespace varnel;
 
@@ -340,4 +341,29 @@ TEST_F(EngineWrite, SyncTellsWhatFails) {
     EXPECT_EQ(ask(request(control_sync, {""})), "io_error: backend main: Input/output error");
     EXPECT_EQ(ask(request(control_sync)), "io_error: backend main: Input/output error");
     EXPECT_EQ(ask(request(control_sync, {"volatile"})), "ok 2");
+    calls("volatile");
+    EXPECT_EQ(ask(request(control_sync)), "io_error: backend main: Input/output error");
+    EXPECT_EQ(calls("volatile"), "sync 2, "); // the failure of one layer keeps no other from its storage
+}
+
+// Memory that runs short at any row.
+TEST_F(EngineWrite, OutOfMemoryNothingOfARequestIsDone) {
+    for (const char *const layer_name : {"user", "volatile"}) {
+        int gets = 0;
+        int last = -1;
+        backend(layer_name, "main").get = [&](xdata **) {
+            if (gets++ == last)
+                throw std::bad_alloc();
+            return -ENOENT;
+        };
+        std::string answered;
+        for (last = 0; answered.substr(0, 2) != "ok" && last < 100; ++last) {
+            EXPECT_EQ(stored(layer_name), "") << last;
+            gets = 0;
+            answered = ask(set_request(layer_name, {{"a", "1", "x"}, {"a", "2", "y"}, {"b", "1", "z"}}));
+            EXPECT_TRUE(answered == "no_memory: out of memory" || last >= 6) << answered;
+        }
+        EXPECT_EQ(answered.substr(0, 2), "ok");
+        EXPECT_EQ(stored(layer_name), "[a] 1=x 2=y [b] 1=z ");
+    }
 }

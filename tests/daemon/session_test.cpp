@@ -17,6 +17,8 @@ public:
     void wake() override {}
 };
 
+constexpr std::size_t kManyBytes = 1000000;
+
 EventRef event(std::uint64_t revision) {
     return std::make_shared<const Event>(Event{revision, protocol::kEventHadValue | protocol::kEventHasValue, "user",
                                                "net", "port", make_uint32(80), make_string("http")});
@@ -38,7 +40,7 @@ std::string next(Session &session, std::uint64_t current = 99) {
 
 TEST(Session, EncodesEventsWithTheirValues) {
     SilentSession session;
-    EXPECT_TRUE(session.push_event(event(7), 10));
+    EXPECT_TRUE(session.push_event(event(7), {10, kManyBytes}));
     std::optional<protocol::Bytes> bytes = session.take_event(99);
     ASSERT_TRUE(bytes);
     const protocol::Received message(*bytes);
@@ -62,8 +64,8 @@ TEST(Session, GivesEventsInTheirOrder) {
     SilentSession session;
     EXPECT_FALSE(session.has_events());
     EXPECT_EQ(next(session), "");
-    EXPECT_TRUE(session.push_event(event(1), 10));
-    EXPECT_TRUE(session.push_event(event(2), 10));
+    EXPECT_TRUE(session.push_event(event(1), {10, kManyBytes}));
+    EXPECT_TRUE(session.push_event(event(2), {10, kManyBytes}));
     EXPECT_TRUE(session.has_events());
     EXPECT_EQ(next(session), "1 3 user:net:port");
     EXPECT_EQ(next(session), "2 3 user:net:port");
@@ -73,17 +75,43 @@ TEST(Session, GivesEventsInTheirOrder) {
 
 TEST(Session, PastTheBoundOneNoticeStandsForAllThatIsLost) {
     SilentSession session;
-    EXPECT_TRUE(session.push_event(event(1), 2));
-    EXPECT_TRUE(session.push_event(event(2), 2));
-    EXPECT_FALSE(session.push_event(event(3), 2));
+    EXPECT_TRUE(session.push_event(event(1), {2, kManyBytes}));
+    EXPECT_TRUE(session.push_event(event(2), {2, kManyBytes}));
+    EXPECT_FALSE(session.push_event(event(3), {2, kManyBytes}));
     EXPECT_EQ(next(session), "1 3 user:net:port");
-    EXPECT_FALSE(session.push_event(event(4), 2)); // there is room, but the notice has to come first
+    EXPECT_FALSE(session.push_event(event(4), {2, kManyBytes})); // there is room, but the notice has to come first
     EXPECT_EQ(next(session), "2 3 user:net:port");
     EXPECT_TRUE(session.has_events());
     EXPECT_EQ(next(session, 4), "4 16 ::");
     EXPECT_FALSE(session.has_events());
-    EXPECT_TRUE(session.push_event(event(5), 2));
+    EXPECT_TRUE(session.push_event(event(5), {2, kManyBytes}));
     EXPECT_EQ(next(session), "5 3 user:net:port");
+}
+
+TEST(Session, TheBoundInBytesLetsOneEventPass) {
+    SilentSession session;
+    const std::size_t bytes = event(1)->bytes();
+    EXPECT_TRUE(session.push_event(event(1), {10, bytes - 1}));
+    EXPECT_FALSE(session.push_event(event(2), {10, 2 * bytes - 1}));
+    EXPECT_EQ(next(session), "1 3 user:net:port");
+    EXPECT_EQ(next(session, 2), "2 16 ::");
+    EXPECT_TRUE(session.push_event(event(3), {10, 2 * bytes}));
+    EXPECT_TRUE(session.push_event(event(4), {10, 2 * bytes}));
+    EXPECT_FALSE(session.push_event(event(5), {10, 2 * bytes}));
+}
+
+TEST(Session, CountsThePastApart) {
+    SilentSession session;
+    EXPECT_TRUE(session.push_past_event(event(1), {2, kManyBytes}));
+    EXPECT_TRUE(session.push_past_event(event(2), {2, kManyBytes}));
+    EXPECT_TRUE(session.push_event(event(3), {1, kManyBytes}));
+    EXPECT_EQ(next(session), "1 3 user:net:port");
+    EXPECT_FALSE(session.push_event(event(4), {1, kManyBytes}));
+    EXPECT_EQ(next(session), "2 3 user:net:port");
+    EXPECT_EQ(next(session), "3 3 user:net:port");
+    EXPECT_EQ(next(session, 4), "4 16 ::");
+    EXPECT_TRUE(session.push_past_event(event(5), {1, kManyBytes}));
+    EXPECT_FALSE(session.push_past_event(event(6), {1, kManyBytes}));
 }
 
 TEST(Session, CountsRequestsBySeconds) {
@@ -98,15 +126,31 @@ TEST(Session, CountsRequestsBySeconds) {
 TEST(Session, WantsTheEventsOfItsSubscriptions) {
     SilentSession session;
     EXPECT_FALSE(session.wants(*event(7)));
-    session.subscribe({"user", "disk", ""});
+    session.subscribe({"user", "disk", ""}, 0);
     EXPECT_FALSE(session.wants(*event(7)));
-    session.subscribe({"user", "net", ""});
+    session.subscribe({"user", "net", ""}, 0);
     EXPECT_TRUE(session.wants(*event(7)));
     EXPECT_TRUE(session.has_subscribed({"user", "net", ""}));
     EXPECT_FALSE(session.unsubscribe({"user", "net", "port"}));
     EXPECT_TRUE(session.unsubscribe({"user", "net", ""}));
     EXPECT_FALSE(session.wants(*event(7)));
     EXPECT_EQ(session.subscriptions().size(), 1U);
+}
+
+TEST(Session, KnowsWhichEventsItWasGiven) {
+    SilentSession session;
+    session.subscribe({"user", "disk", ""}, 3);
+    EXPECT_FALSE(session.was_given(*event(7)));
+    session.subscribe({"user", "net", ""}, 7);
+    EXPECT_FALSE(session.was_given(*event(7)));
+    EXPECT_TRUE(session.was_given(*event(8)));
+    session.subscribe({"user", "net", ""}, 5); // earlier ones have been given, too
+    session.subscribe({"user", "net", ""}, 9);
+    EXPECT_TRUE(session.was_given(*event(6)));
+    session.note_lost(*event(6));
+    EXPECT_FALSE(session.was_given(*event(6)));
+    EXPECT_TRUE(session.was_given(*event(7)));
+    EXPECT_EQ(session.subscriptions().size(), 2U);
 }
 
 TEST(Session, CollectsTheRowsOfAWrite) {

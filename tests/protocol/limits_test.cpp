@@ -48,6 +48,7 @@ TEST(LimitTable, IsInTheOrderOfTheEnumeration) {
     EXPECT_STREQ(row_of(Limit::queue_bytes).name, "queue_bytes");
     EXPECT_STREQ(row_of(Limit::queue_messages).name, "queue_messages");
     EXPECT_STREQ(row_of(Limit::events).name, "events");
+    EXPECT_STREQ(row_of(Limit::event_bytes).name, "event_bytes");
     EXPECT_STREQ(row_of(Limit::subscriptions).name, "subscriptions");
     EXPECT_STREQ(row_of(Limit::locks).name, "locks");
     EXPECT_STREQ(row_of(Limit::lock_wait).name, "lock_wait");

@@ -90,6 +90,39 @@ TEST_F(Hostile, WhatWasAskedForBeforeTheEndIsDone) {
     expect_unharmed();
 }
 
+// Every list walks the whole layer, though its page be empty: others come in between.
+TEST_F(Hostile, ManyListsDoNotHoldOthersUp) {
+    constexpr std::uint32_t kLists = 40;
+    const std::string filler(200, 'f');
+    for (int i = 0; i < 40; ++i) {
+        Message part = message(control_set, "volatile", kInMemory, kNoFlags);
+        for (std::uint32_t j = 0; j < 800; ++j)
+            part.add("g" + std::to_string(i)).add(filler + std::to_string(j)).add(j);
+        ASSERT_EQ(status_of(bystander.ask(++last_id, part)), Status::ok);
+    }
+    Bytes requests;
+    for (std::uint32_t id = 1; id <= kLists; ++id) {
+        const Bytes one = encode(packet_of(id, message(control_list_keys, "volatile", "", "z", "").encode(), 1));
+        requests.insert(requests.end(), one.begin(), one.end());
+    }
+    const std::uint64_t handled = daemon.statistic("requests");
+    Peer peer = Peer::over_unix(daemon.socket);
+    ASSERT_TRUE(peer.send(requests));
+    ASSERT_TRUE(peer.receive());
+    const Received statistics = bystander.ask(++last_id, message(control_other, "statistics"));
+    std::uint64_t now_handled = 0;
+    for (std::size_t i = 1; i + 1 < statistics.size(); i += 2)
+        now_handled = statistics.text(i) == "requests" ? statistics.uint64(i + 1) : now_handled;
+    EXPECT_GT(now_handled, handled);
+    EXPECT_LT(now_handled, handled + kLists);
+    for (std::uint32_t id = 2; id <= kLists; ++id) {
+        std::uint32_t answered = 0;
+        EXPECT_EQ(status_of(peer.receive_message(&answered)), Status::ok);
+        EXPECT_EQ(answered, id);
+    }
+    expect_unharmed(48);
+}
+
 TEST_F(Hostile, MutatedPacketsNeverHarm) {
     for (int i = 0; i < 500; ++i) {
         Peer peer = Peer::over_unix(daemon.socket);

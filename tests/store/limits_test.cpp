@@ -151,6 +151,22 @@ void reach_events() {
     daemon.expect_alive(watcher, 2);
 }
 
+// The same, of large values: the first is under way, the second waits, as one always may.
+void reach_event_bytes() {
+    Limited daemon("event_bytes", 1024);
+    Peer watcher = Peer::over_unix(daemon.socket);
+    watcher.ask(1, message(control_notify, "volatile", "g", "a", protocol::kFromNow));
+    Peer writer = Peer::over_unix(daemon.socket);
+    for (std::uint32_t id = 1; id <= 3; ++id)
+        EXPECT_EQ(status_of(writer.ask(id, set_message("volatile", "g", "a", long_text(1000 + id)))), Status::ok);
+    const Packet first = watcher.receive().value();
+    ASSERT_TRUE(watcher.send(acknowledgement(first.id, 1)));
+    EXPECT_EQ(watcher.receive().value().index, 2U);
+    EXPECT_EQ(watcher.receive_message().uint64(0), 3U);
+    EXPECT_EQ(texts_of(watcher.receive_message()), "4 16 - - - - -");
+    daemon.expect_alive(watcher, 2);
+}
+
 void reach_subscriptions() {
     Limited daemon("subscriptions", 1);
     Peer peer = Peer::over_unix(daemon.socket);
@@ -281,6 +297,7 @@ const struct {
     {"queue_bytes", reach_queue_bytes},
     {"queue_messages", reach_queue_messages},
     {"events", reach_events},
+    {"event_bytes", reach_event_bytes},
     {"subscriptions", reach_subscriptions},
     {"locks", reach_locks},
     {"lock_wait", reach_lock_wait},

@@ -105,6 +105,25 @@ TEST(Udp, GarbageFromTheAddressOfAPeerDoesNotEndItsConnection) {
     EXPECT_EQ(daemon.log_lines("closed:"), 0U);
 }
 
+// Networks repeat datagrams, and late.
+TEST(Udp, ARepeatedChangeDoesNotUndoALaterOne) {
+    UdpDaemon daemon;
+    Peer first = Peer::over_udp(daemon.port);
+    Peer second = Peer::over_udp(daemon.port);
+    const Bytes set = encode(packet_of(1, set_message("volatile", "g", "b", make_int32(1)).encode(), 1));
+    ASSERT_TRUE(first.send(set));
+    EXPECT_EQ(status_of(first.receive_message()), Status::ok);
+    EXPECT_EQ(status_of(second.ask(1, set_message("volatile", "g", "b", make_int32(2)))), Status::ok);
+    const std::uint64_t ignored = daemon.statistic("ignored");
+    ASSERT_TRUE(first.send(set));
+    const Message get = get_message("volatile", "g", "b");
+    for (int i = 0; i < 2; ++i) // which may be repeated
+        EXPECT_EQ(texts_of(first.ask(2, get), 1), "2 volatile memory");
+    EXPECT_EQ(daemon.statistic("ignored"), ignored + 1);
+    EXPECT_EQ(status_of(first.ask(3, set_message("volatile", "g", "b", make_int32(1)))), Status::ok);
+    EXPECT_EQ(texts_of(first.ask(4, get), 1), "1 volatile memory");
+}
+
 // The right magic is not enough, neither to make a peer nor to end one.
 TEST(Udp, HeadersThatCannotBeMeantAreIgnored) {
     UdpDaemon daemon;

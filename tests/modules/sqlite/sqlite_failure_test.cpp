@@ -46,6 +46,11 @@ private:
     int error_;
 };
 
+class BrokenFolder : public SystemObserver {
+public:
+    int folder_sync_error() override { return EIO; }
+};
+
 // Fails the syncs that it is told to, and counts those of folders.
 class Syncs : public SystemObserver {
 public:
@@ -133,6 +138,23 @@ TEST_P(SqliteFailure, AFailedSyncIsMadeUpForByTheNext) {
     EXPECT_EQ(-EIO, store.sync(DURABILITY_FILE));
     EXPECT_EQ("int32_t 1", store.read("g", "n"));
     EXPECT_EQ(DURABILITY_FILE, store.sync(DURABILITY_FILE));
+    EXPECT_EQ(content_of(store), content_of_copy());
+}
+
+// Otherwise who is killed right behind the failure had stored what he has refused.
+TEST_P(SqliteFailure, AFolderThatCannotBeSyncedKeepsChangesFromTheFile) {
+    const Storage storage = open();
+    const Store store = storage.store();
+    ASSERT_EQ(0, store.set("g", "before", make_int32(1)));
+    ASSERT_EQ(DURABILITY_FOLDER, store.sync(DURABILITY_FOLDER));
+    const std::optional<Content> before = content_of(store);
+    ASSERT_EQ(0, store.set("g", "after", make_int32(2)));
+    {
+        const BrokenFolder broken;
+        EXPECT_EQ(-EIO, store.sync(DURABILITY_FOLDER));
+        EXPECT_EQ(before, content_of_copy());
+    }
+    EXPECT_EQ(DURABILITY_FOLDER, store.sync(DURABILITY_FOLDER));
     EXPECT_EQ(content_of(store), content_of_copy());
 }
 

@@ -27,7 +27,8 @@ bool is_folder(int fd) {
 
 int sync_descriptor(int fd, long call) {
     const bool folder = is_folder(fd);
-    if (const int error = observer != nullptr && !folder ? observer->sync_error() : 0) {
+    const auto error_of_sync = [folder] { return folder ? observer->folder_sync_error() : observer->sync_error(); };
+    if (const int error = observer != nullptr ? error_of_sync() : 0) {
         errno = error;
         return -1;
     }

@@ -18,6 +18,7 @@ public:
 
     // Called before the call: an errno value with which it fails, or 0.
     virtual int sync_error() { return 0; } // fsync and fdatasync, of a file
+    virtual int folder_sync_error() { return 0; }
     virtual int write_error(std::uint64_t /*end*/) { return 0; }
 
     // Whether files and folders are really synced; what is not makes no difference but in time.
