@@ -75,6 +75,11 @@ bool Engine::only_reads(const protocol::Bytes &bytes) {
     return std::any_of(kReads.begin(), kReads.end(), [code](auto read) { return std::uint32_t{read} == code; });
 }
 
+bool Engine::may_take_long(const protocol::Bytes &bytes) {
+    const std::uint32_t code = announced_code(bytes);
+    return code == control_list || code == control_list_keys || bytes.size() > PACKET_PAYLOAD_MAX;
+}
+
 void Engine::handle(Session &session, std::uint32_t id, protocol::Bytes &bytes) {
     ++statistics_.requests;
     const std::uint32_t code = announced_code(bytes);
