@@ -4,6 +4,9 @@
 
 #include <varnel/varnel.h>
 
+#include <setjmp.h>
+#include <signal.h>
+#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -18,6 +21,15 @@ static _Noreturn void fail(const char *message) {
 static void require_that(int holds, const char *message) {
     if (!holds)
         fail(message);
+}
+
+/* The log library's function, with the prefix that the library gives it. */
+int log_vperr(const char *prefix, const char *format, va_list arguments);
+__attribute__((format(printf, 1, 2))) static void log_error_line(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    log_vperr("_varnel: ", format, arguments);
+    va_end(arguments);
 }
 
 static void print_use(const char *function, const char *what, void (*call)(void *data), void *data) {
@@ -47,6 +59,54 @@ static void write_settings(int descriptor) {
 
 static void get_integer(void *data) {
     require_that(confparser_getint(data, "top:a:missing", 7) == 7, "confparser_getint");
+}
+
+/* A logical line of more than 1023 characters: the loader logs that and gives up. */
+static void write_long_line(int descriptor) {
+    dprintf(descriptor, "%0800d\\\n%0800d\n", 0, 0);
+}
+
+static void write_nonsense(int descriptor) {
+    dprintf(descriptor, "nonsense\n");
+}
+
+static sigjmp_buf before_abort;
+
+static void leave_abort(int signal) {
+    (void)signal;
+    siglongjmp(before_abort, 1);
+}
+
+/* A syntax error is logged, and ends the process; here, the call. */
+static void load_until_abort(void *data) {
+    signal(SIGABRT, leave_abort);
+    if (sigsetjmp(before_abort, 1) == 0)
+        load_file(data);
+    signal(SIGABRT, SIG_DFL);
+}
+
+static void measure_failed_load(const char *what, void (*write)(int descriptor), void (*call)(void *data)) {
+    char path[] = "/tmp/varnel-stack.XXXXXX";
+    const int descriptor = mkstemp(path);
+    require_that(descriptor >= 0, "cannot write into /tmp");
+    write(descriptor);
+    close(descriptor);
+    load_call load = {path, NULL};
+    print_use("configurator_load", what, call, &load);
+    unlink(path);
+    require_that(load.tree == NULL, "configurator_load");
+}
+
+/* What a line takes by itself, wherever it is logged. */
+static void log_line(void *data) {
+    log_error_line("input line too long in %s (%d).\n", (const char *)data, 2);
+}
+
+static void measure_failures(void) {
+    char path[] = "/tmp/varnel-stack.XXXXXX";
+    measure_failed_load("a line that is too long, which it logs", write_long_line, load_file);
+    measure_failed_load("a syntax error, which it logs and aborts", write_nonsense, load_until_abort);
+    print_use("log_vperr", "a line, by the log stand-in alone", log_line, path);
 }
 
 static void measure_configuration(void) {
@@ -131,6 +191,7 @@ static void measure_values(void) {
 
 int main(void) {
     measure_configuration();
+    measure_failures();
     measure_transport();
     measure_values();
     return 0;

@@ -57,9 +57,9 @@ def _number(cell):
     return float(found[0].replace(",", "")) if found else None
 
 
-def differences(text, rows):
-    """Where a table of the page differs from the rows measured: other rows, or figures too far away. Columns of text
-    beside the first one are not looked at."""
+def differences(text, rows, exact=False):
+    """Where a table of the page differs from the rows measured: other rows, or figures too far away (exact: counts, which
+    are the same everywhere). Columns of text beside the first one are not looked at."""
     lines = [line for line in text.splitlines() if line.startswith("|")]
     written = [[cell.strip() for cell in line.strip("|").split("|")] for line in lines]
     del written[1:2]  # the rule below the heading
@@ -71,15 +71,15 @@ def differences(text, rows):
             was, now = _number(old), _number(new)
             if was is None and now is None:
                 continue
-            if was is None or now is None or abs(now - was) > max(TOLERANCE * was, TOLERANCE_BYTES):
+            if was is None or now is None or abs(now - was) > (0 if exact else max(TOLERANCE * was, TOLERANCE_BYTES)):
                 found.append(f"{row[0]}: {old} on the page, {new} measured")
     return found
 
 
-def is_current(name, rows, how_to_write):
+def is_current(name, rows, how_to_write, exact=False):
     """Whether a table of docs/footprint.md says what was measured; says it when not."""
     try:
-        found = differences(text_between(DOCUMENT.read_text(encoding="utf-8"), name), rows)
+        found = differences(text_between(DOCUMENT.read_text(encoding="utf-8"), name), rows, exact)
     except KeyError:
         found = ["the markers are not there, or more than once"]
     for difference in found:

@@ -20,8 +20,8 @@ public:
     Loader &operator=(const Loader &) = delete;
     ~Loader() { fclose(file_); }
 
-    // The tree, or nullptr when a line is too long.
-    xdictionary *load();
+    // The tree, or nullptr when a line is too long; its number is then in too_long.
+    xdictionary *load(int &too_long);
 
 private:
     enum class Append { complete, open, too_long };
@@ -72,10 +72,8 @@ bool Loader::read_line() {
 // Joins the physical line to the logical one, which a backslash at its end keeps open.
 Loader::Append Loader::append_line() {
     const size_t length = strlen(physical_);
-    if (continuation_ + length >= kLineSize) {
-        log_error("input line too long in %s (%d).\n", path_, line_number_);
+    if (continuation_ + length >= kLineSize)
         return Append::too_long;
-    }
     memcpy(logical_ + continuation_, physical_, length + 1);
     continuation_ += length;
     if (logical_[continuation_ - 1] == '\\') {
@@ -87,12 +85,13 @@ Loader::Append Loader::append_line() {
 }
 
 // A line that is still open at the end of the file is dropped.
-xdictionary *Loader::load() {
+xdictionary *Loader::load(int &too_long) {
     while (read_line()) {
         const Append appended = append_line();
         if (appended == Append::complete)
             classify();
         if (appended == Append::too_long) {
+            too_long = line_number_;
             xdictionary_del(root_);
             return nullptr;
         }
@@ -170,9 +169,20 @@ void Loader::syntax_error() {
     fatal(" -> %s\n", logical_);
 }
 
+// In a frame of its own: the lines are off the stack before anything is logged, which takes another few kilobytes.
+[[gnu::noinline]] xdictionary *load_lines(FILE *file, const char *path, int &too_long) {
+    return Loader(file, path).load(too_long);
+}
+
 } // namespace
 
 xdictionary *configurator_load(const char *path) {
     FILE *const file = path != nullptr ? fopen(path, "r") : nullptr;
-    return file != nullptr ? Loader(file, path).load() : nullptr;
+    if (file == nullptr)
+        return nullptr;
+    int too_long = 0;
+    xdictionary *const tree = load_lines(file, path, too_long);
+    if (too_long != 0)
+        log_error("input line too long in %s (%d).\n", path, too_long);
+    return tree;
 }

@@ -11,7 +11,7 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 SCRIPTS = PROJECT / "scripts"
 sys.path.insert(0, str(SCRIPTS))
 
-from footprint import callgraph, document, sections, targets  # noqa: E402
+from footprint import callgraph, document, links, sections, targets  # noqa: E402
 
 
 def load_script(name):
@@ -114,6 +114,36 @@ ADDRESSES = {"outer": 0x101, "inner": 0x201, "inner.localalias": 0x200, "leaf": 
 
 def graph_of(text, line="", stand_ins=(), recursive=None):
     return callgraph.Graph(callgraph.parse(text), ADDRESSES, lambda position: line, stand_ins, recursive or {})
+
+
+class Links(unittest.TestCase):
+    RELOCATIONS = """
+Relocation section '.rel.dyn' at offset 0x2280 contains 2 entries:
+ Offset     Info    Type                Sym. Value  Symbol's Name
+00008e98  00000008 R_386_RELATIVE
+00008fd4  00000206 R_386_GLOB_DAT         00000000   pthread_mutex_init@GLIBC_2.0
+Relocation section '.rel.plt' at offset 0x2290 contains 1 entry:
+00008fd8  00000307 R_386_JUMP_SLOT        00000000   memcpy@GLIBC_2.0
+"""
+    SYMBOLS = """
+   Num:    Value  Size Type    Bind   Vis      Ndx Name
+     0: 00000000     0 NOTYPE  LOCAL  DEFAULT  UND
+     1: 00000000     0 FUNC    GLOBAL DEFAULT  UND memcpy@GLIBC_2.0 (3)
+     2: 00000000     0 NOTYPE  WEAK   DEFAULT  UND __gmon_start__
+     3: 00003fd0    62 FUNC    GLOBAL DEFAULT    9 xdata_free@@VARNEL_SHARE_0
+     4: 00000000     0 OBJECT  GLOBAL DEFAULT  ABS VARNEL_SHARE_0
+"""
+
+    def test_each_kind_is_counted(self):
+        self.assertEqual(links.relocations_of(self.RELOCATIONS), (1, 2))
+        self.assertEqual(links.symbols_of(self.SYMBOLS), (2, 2))
+        self.assertEqual(list(links.counts_of(self.RELOCATIONS, self.SYMBOLS).values()), [1, 2, 2, 2])
+
+    def test_one_more_is_out_of_date(self):
+        table = document.markdown_table([["count", "here"], ["relocations", 51]])
+        rows = [["count", "here"], ["relocations", 52]]
+        self.assertEqual(document.differences(table, rows), [])
+        self.assertEqual(len(document.differences(table, rows, exact=True)), 1)
 
 
 class CallGraph(unittest.TestCase):

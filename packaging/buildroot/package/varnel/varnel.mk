@@ -24,6 +24,9 @@ VARNEL_CONF_OPTS = \
 ifeq ($(BR2_PACKAGE_VARNEL_STORE),y)
 VARNEL_DEPENDENCIES = cli11 host-pkgconf json-for-modern-cpp libuv sqlite
 VARNEL_CONF_OPTS += -DVARNEL_LIBRARY_ONLY=OFF -DVARNEL_STORE=ON
+# Headers are compiled into the programs.
+VARNEL_LICENSE += , MIT (nlohmann-json), BSD-3-Clause (CLI11)
+VARNEL_LICENSE_FILES += NOTICES
 else
 VARNEL_CONF_OPTS += -DVARNEL_LIBRARY_ONLY=ON
 endif
