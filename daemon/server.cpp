@@ -87,11 +87,8 @@ void Server::for_each(const std::function<void(Connection &)> &visit) const {
         visit(*connection);
 }
 
-template <class Visit> void Server::for_each_budget(Visit visit) {
-    for (Lines *const lines : {&stream_lines_, &datagram_lines_}) {
-        visit(lines->opened);
-        visit(lines->closed);
-    }
+std::array<LineBudget *, 4> Server::budgets() {
+    return {&stream_lines_.opened, &stream_lines_.closed, &datagram_lines_.opened, &datagram_lines_.closed};
 }
 
 // ---- arriving
@@ -293,7 +290,8 @@ void Server::keep_house() {
         if (connection->waits_for_room())
             connection->resume(now());
     }
-    for_each_budget([this](LineBudget &budget) { budget.catch_up(now()); });
+    for (LineBudget *const budget : budgets())
+        budget->catch_up(now());
     if (end_deadline_ == 0)
         uv_poll_start(&listener_poll_, UV_READABLE, [](uv_poll_t *h, int, int) { server_of(h).accept_all(); });
 }
@@ -325,7 +323,8 @@ void Server::close_everything() {
         leaving_.push_back(number);
     close_leavers();
     datagrams_.clear();
-    for_each_budget([](LineBudget &budget) { budget.finish(); });
+    for (LineBudget *const budget : budgets())
+        budget->finish();
     for (uv_handle_t *handle : handles_)
         uv_close(handle, nullptr);
     handles_.clear();

@@ -10,6 +10,7 @@
 
 #include <uv.h>
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -125,7 +126,7 @@ private:
         LineBudget closed;
     };
     Lines &lines_of(const Connection &connection) { return connection.is_datagram() ? datagram_lines_ : stream_lines_; }
-    template <class Visit> void for_each_budget(Visit visit);
+    std::array<LineBudget *, 4> budgets();
 
     uv_loop_t &loop_;
     Engine &engine_;

@@ -148,9 +148,9 @@ void Message::encode(Bytes &bytes) const {
 }
 
 Bytes Message::encode() const {
-    Bytes bytes;
-    encode(bytes);
-    return bytes;
+    Bytes encoded;
+    encode(encoded);
+    return encoded;
 }
 
 void Received::RecordsDeleter::operator()(xdata *records) const {

@@ -26,7 +26,8 @@ static void put_literally(struct text *text, const char *literal) {
 }
 
 const char *tavi_expand_errno(char *expanded, size_t size, const char *format, int error) {
-    struct text text = {expanded, size, 0};
+    struct text text = {NULL, size, 0};
+    text.bytes = expanded;
     for (; *format != '\0'; ++format) {
         if (format[0] == '%' && format[1] == 'm') {
             put_literally(&text, strerror(error));

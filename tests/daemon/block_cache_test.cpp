@@ -117,7 +117,7 @@ TEST_F(FastAllocator, KeepsWhatIsInABlockThatGrows) {
     std::size_t size = 1;
     auto *block = static_cast<std::uint8_t *>(xrealloc(nullptr, size));
     *block = 0;
-    for (std::size_t larger : {7, 30, 500, 1024, 1025, 3000, 90000}) {
+    for (const std::size_t larger : std::vector<std::size_t>{7, 30, 500, 1024, 1025, 3000, 90000}) {
         block = static_cast<std::uint8_t *>(xrealloc(block, larger));
         for (std::size_t i = 0; i < size; ++i)
             ASSERT_EQ(block[i], static_cast<std::uint8_t>(i));
@@ -125,7 +125,7 @@ TEST_F(FastAllocator, KeepsWhatIsInABlockThatGrows) {
             block[i] = static_cast<std::uint8_t>(i);
         size = larger;
     }
-    for (const std::size_t smaller : {2000, 900, 3, 0}) {
+    for (const std::size_t smaller : std::vector<std::size_t>{2000, 900, 3, 0}) {
         block = static_cast<std::uint8_t *>(xrealloc(block, smaller));
         ASSERT_NE(block, nullptr);
         for (std::size_t i = 0; i < smaller; ++i)
