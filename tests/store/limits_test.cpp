@@ -135,36 +135,30 @@ void reach_queue_messages() {
     daemon.expect_closed(peer, "it does not take its answers");
 }
 
-// One event of two packets is under way; one waits, and the others are lost.
-void reach_events() {
-    Limited daemon("events", 1);
+// A watcher that does not take its events: the first, of two packets, is under way, one waits, and the others, up to
+// the last change, are lost.
+void reach_waiting_events(const char *limit, std::uint32_t value, std::uint32_t changes, const std::string &notice) {
+    Limited daemon(limit, value);
     Peer watcher = Peer::over_unix(daemon.socket);
     watcher.ask(1, message(control_notify, "volatile", "g", "a", protocol::kFromNow));
     Peer writer = Peer::over_unix(daemon.socket);
-    for (std::uint32_t id = 1; id <= 10; ++id)
+    for (std::uint32_t id = 1; id <= changes; ++id)
         EXPECT_EQ(status_of(writer.ask(id, set_message("volatile", "g", "a", long_text(1000 + id)))), Status::ok);
     const Packet first = watcher.receive().value();
     ASSERT_TRUE(watcher.send(acknowledgement(first.id, 1)));
     EXPECT_EQ(watcher.receive().value().index, 2U);
     EXPECT_EQ(watcher.receive_message().uint64(0), 3U);
-    EXPECT_EQ(texts_of(watcher.receive_message()), "11 16 - - - - -");
+    EXPECT_EQ(texts_of(watcher.receive_message()), notice);
     daemon.expect_alive(watcher, 2);
 }
 
-// The same, of large values: the first is under way, the second waits, as one always may.
+void reach_events() {
+    reach_waiting_events("events", 1, 10, "11 16 - - - - -");
+}
+
+// One event always may wait, however large it is.
 void reach_event_bytes() {
-    Limited daemon("event_bytes", 1024);
-    Peer watcher = Peer::over_unix(daemon.socket);
-    watcher.ask(1, message(control_notify, "volatile", "g", "a", protocol::kFromNow));
-    Peer writer = Peer::over_unix(daemon.socket);
-    for (std::uint32_t id = 1; id <= 3; ++id)
-        EXPECT_EQ(status_of(writer.ask(id, set_message("volatile", "g", "a", long_text(1000 + id)))), Status::ok);
-    const Packet first = watcher.receive().value();
-    ASSERT_TRUE(watcher.send(acknowledgement(first.id, 1)));
-    EXPECT_EQ(watcher.receive().value().index, 2U);
-    EXPECT_EQ(watcher.receive_message().uint64(0), 3U);
-    EXPECT_EQ(texts_of(watcher.receive_message()), "4 16 - - - - -");
-    daemon.expect_alive(watcher, 2);
+    reach_waiting_events("event_bytes", 1024, 3, "4 16 - - - - -");
 }
 
 void reach_subscriptions() {
