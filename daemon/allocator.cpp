@@ -57,9 +57,10 @@ void release(void *block) {
 
 } // namespace
 
-void use_fast_allocator() {
+bool use_fast_allocator() {
     if (!kIsWatched)
         x_replace_allocator(allocate, reallocate, allocate_zeroed, release);
+    return !kIsWatched;
 }
 
 } // namespace varnel::daemon

@@ -5,6 +5,7 @@
 namespace varnel::daemon {
 
 // Gives the library functions that are compatible with malloc and free. To be called before anything else of it.
-void use_fast_allocator();
+// Whether it did so: a build with the address sanitizer keeps malloc itself, whose blocks it watches.
+bool use_fast_allocator();
 
 } // namespace varnel::daemon
