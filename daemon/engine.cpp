@@ -197,16 +197,6 @@ void Engine::take_back(ChangeSet &changes) {
         failures_.failed(words_of_writer(changes.layer()), "does not take changes back", now_());
 }
 
-Message Engine::write_answer(std::uint32_t code, const ChangeSet &changes, int durability,
-                             std::uint32_t visible) const {
-    Message message = ok_answer(code);
-    message.add(changes.layer().name()).add(changes.writer().name()).add(static_cast<std::uint32_t>(durability));
-    message.add(history_.revision());
-    if (code == control_set || code == control_unset)
-        message.add(visible);
-    return message;
-}
-
 namespace {
 
 // Revisions that publishing them takes.
@@ -223,6 +213,16 @@ std::uint32_t visible_values(const ChangeSet &changes) {
 
 } // namespace
 
+Message Engine::write_answer(std::uint32_t code, const ChangeSet &changes, int durability, std::uint64_t revision,
+                             std::uint32_t visible) {
+    Message message = ok_answer(code);
+    message.add(changes.layer().name()).add(changes.writer().name()).add(static_cast<std::uint32_t>(durability));
+    message.add(revision);
+    if (code == control_set || code == control_unset)
+        message.add(visible);
+    return message;
+}
+
 Reply Engine::do_write(const Request &request, ChangeSet changes, std::uint32_t durability) {
     const LayerStore &layer = changes.layer();
     const int wanted = std::max(static_cast<int>(durability), layer.durability());
@@ -230,10 +230,12 @@ Reply Engine::do_write(const Request &request, ChangeSet changes, std::uint32_t 
     if (wanted == DURABILITY_MEMORY && pending == nullptr) {
         if (!changes.changes().empty())
             note_unsynced(layer);
-        const std::uint32_t visible = visible_values(changes);
-        reserve_revisions(visible_changes(changes));
+        const std::uint64_t revisions = visible_changes(changes);
+        reserve_revisions(revisions);
+        Message answer = write_answer(request.code(), changes, DURABILITY_MEMORY, history_.revision() + revisions,
+                                      visible_values(changes)); // before the changes stay: memory may be short
         publish(layer, changes.take_changes());
-        return write_answer(request.code(), changes, DURABILITY_MEMORY, visible);
+        return answer;
     }
     if (pending == nullptr)
         pending = &pending_.emplace_back(PendingLayer{&layer, {}});
@@ -248,11 +250,23 @@ void Engine::reserve_revisions(std::uint64_t count) {
         revising_(history_.revision() + count);
 }
 
+// The changes have been made and stay: memory that is short costs no more than the news of them.
 void Engine::publish(const LayerStore &layer, std::vector<Change> changes) {
     for (Change &change : changes) {
-        if (change.visible())
-            publish_one(layer, change);
+        try {
+            if (change.visible())
+                publish_one(layer, change);
+        } catch (const std::bad_alloc &) {
+            lose_news();
+        }
     }
+}
+
+void Engine::lose_news() {
+    history_.forget_all();
+    for (Session *const session : subscribers_)
+        session->lose_events(history_.revision());
+    statistics_.lost += subscribers_.size();
 }
 
 void Engine::publish_one(const LayerStore &layer, Change &change) {
@@ -302,7 +316,8 @@ void Engine::commit_layer(PendingLayer &pending) {
         if (session == nullptr)
             continue;
         if (reached >= 0) {
-            session->answer(write.request, write_answer(write.code, write.changes, reached, visible));
+            session->answer(write.request,
+                            write_answer(write.code, write.changes, reached, history_.revision(), visible));
             continue;
         }
         const Refused refused = refusal_of(reached, writer.name(), "the change");

@@ -139,8 +139,9 @@ private:
     void publish(const LayerStore &layer, std::vector<Change> changes);
     void reserve_revisions(std::uint64_t count);
     void publish_one(const LayerStore &layer, Change &change);
-    protocol::Message write_answer(std::uint32_t code, const ChangeSet &changes, int durability,
-                                   std::uint32_t visible) const;
+    void lose_news();
+    static protocol::Message write_answer(std::uint32_t code, const ChangeSet &changes, int durability,
+                                          std::uint64_t revision, std::uint32_t visible);
     void answer_waits(const std::vector<Waited> &done);
     void note_unsynced(const LayerStore &layer);
     void note_synced(const LayerStore &layer, int result, const char *failure);

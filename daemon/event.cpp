@@ -33,14 +33,20 @@ bool Scope::conflicts(const Scope &other) const {
 EventRef History::add(Event event) {
     event.revision = ++revision_;
     auto added = std::make_shared<const Event>(std::move(event));
-    bytes_ += added->bytes();
     events_.push_back(added);
+    bytes_ += added->bytes();
     while (events_.size() > most_events_ || bytes_ > most_bytes_) {
         forgotten_ = events_.front()->revision;
         bytes_ -= events_.front()->bytes();
         events_.pop_front();
     }
     return added;
+}
+
+void History::forget_all() noexcept {
+    events_.clear();
+    bytes_ = 0;
+    forgotten_ = revision_;
 }
 
 void History::replay(std::uint64_t from, const std::function<bool(const EventRef &)> &visit) const {

@@ -172,7 +172,7 @@ Reply Engine::write_rows(const Request &request, bool with_values) {
     const LayerStore &layer = writable_layer(request);
     ChangeSet changes(layer);
     if (stage(request, layer, rows, (flags & protocol::kWriteMore) != 0))
-        return write_answer(request.code(), changes, DURABILITY_MEMORY, 0);
+        return write_answer(request.code(), changes, DURABILITY_MEMORY, history_.revision(), 0);
     if (rows.empty() && (flags & protocol::kWriteReplace) == 0)
         throw Refused(Status::invalid, std::string(control_string(request.code())) + " without a row");
     keep_last_of_each_key(rows);

@@ -92,6 +92,12 @@ void Session::note_lost(const Event &event) {
     }
 }
 
+void Session::lose_events(std::uint64_t revision) noexcept {
+    lost_ = true;
+    for (Subscription &subscription : subscriptions_)
+        subscription.since = std::max(subscription.since, revision);
+}
+
 bool Session::unsubscribe(const Scope &scope) {
     return std::erase_if(subscriptions_,
                          [&scope](const Subscription &subscription) { return subscription.scope == scope; }) != 0;

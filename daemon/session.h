@@ -90,6 +90,9 @@ public:
     [[nodiscard]] bool was_given(const Event &event) const;
     void note_lost(const Event &event);
 
+    // Events up to the revision that may have been for the connection are lost, without one to tell which.
+    void lose_events(std::uint64_t revision) noexcept;
+
     // The rows of a write that are there so far, if there are any.
     [[nodiscard]] const std::optional<StagedWrite> &staged() const { return staged_; }
     void stage(std::uint32_t code, const std::string &layer, std::vector<WriteRow> rows, std::size_t bytes);

@@ -10,6 +10,7 @@
 #include <initializer_list>
 #include <map>
 #include <memory>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -59,6 +60,8 @@ public:
         log += "#" + std::to_string(request) + " ";
     }
     void wake() override {
+        if (is_short_of_memory)
+            throw std::bad_alloc();
         log += "woken ";
         ++wakes;
     }
@@ -67,6 +70,7 @@ public:
     std::map<std::uint32_t, std::uint32_t> codes;
     std::string log; // in which order it was told what
     int wakes = 0;
+    bool is_short_of_memory = false; // for news
     std::uint32_t last_id = 0;
 };
 

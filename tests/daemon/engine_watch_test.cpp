@@ -316,3 +316,27 @@ TEST_F(EngineWatch, ChangedComesInPages) {
     EXPECT_EQ(names, "|a|b|c|d|e|");
     EXPECT_EQ(from, 6U);
 }
+
+// The change is made by then: to refuse it would be a lie.
+TEST_F(EngineWatch, WithoutMemoryForItsNewsAChangeIsDoneAllTheSame) {
+    for (const std::uint32_t durability : {DURABILITY_MEMORY, DURABILITY_FILE}) {
+        const std::string value = std::to_string(durability);
+        client(2).is_short_of_memory = false;
+        notify();
+        ask(client(2), notify_request("volatile", "net"));
+        client(2).is_short_of_memory = true;
+        const std::uint64_t before = engine().revision();
+        const std::string answered =
+            ask(client(9),
+                set_request("volatile", {{"net", "port", value.c_str()}, {"net", "mtu", value.c_str()}}, durability));
+        const std::uint64_t after = engine().revision();
+        EXPECT_GT(after, before + 1);
+        EXPECT_EQ(answered.substr(0, 16), "ok volatile main");
+        EXPECT_EQ(answered.substr(18), " " + std::to_string(after) + " 2");
+        EXPECT_EQ(ask(get_request("volatile", "net", "port")), "ok " + value + " volatile main");
+        EXPECT_NE(seen().find(std::to_string(after) + " lost; "), std::string::npos);
+        EXPECT_NE(events(client(2)).find(std::to_string(after) + " lost; "), std::string::npos);
+        EXPECT_EQ(changed("", "", before), "ok volatile " + std::to_string(after) + " 1 0");
+        EXPECT_EQ(notify("", "", after), "ok volatile " + std::to_string(after) + " 0");
+    }
+}

@@ -105,6 +105,19 @@ TEST(History, ForgetsTheOldestPastItsBoundOfBytes) {
     EXPECT_FALSE(history.remembers(0));
 }
 
+TEST(History, ForgetsAll) {
+    History history(41, 10, 10000);
+    for (const char *const name : {"a", "b"})
+        history.add(change(name));
+    history.forget_all();
+    EXPECT_EQ(history.revision(), 43U);
+    EXPECT_EQ(revisions(history, 0), "");
+    EXPECT_FALSE(history.remembers(42));
+    EXPECT_TRUE(history.remembers(43));
+    history.add(change("c"));
+    EXPECT_EQ(revisions(history, 43), "44c ");
+}
+
 TEST(History, GivesOutAnEventThatItCannotRemember) {
     History history(0, 100, 1000);
     history.add(change("a"));
