@@ -76,8 +76,7 @@ bool Engine::only_reads(const protocol::Bytes &bytes) {
 }
 
 bool Engine::may_take_long(const protocol::Bytes &bytes) {
-    const std::uint32_t code = announced_code(bytes);
-    return code == control_list || code == control_list_keys || bytes.size() > PACKET_PAYLOAD_MAX;
+    return announced_code(bytes) != control_get || bytes.size() > PACKET_PAYLOAD_MAX;
 }
 
 void Engine::handle(Session &session, std::uint32_t id, protocol::Bytes &bytes) {

@@ -39,7 +39,8 @@ public:
     // A message from a connection: answers it, now or later. bytes may be changed.
     void handle(Session &session, std::uint32_t id, protocol::Bytes &bytes);
 
-    // Whether a message may take milliseconds: lists walk their layer, and long messages change many values.
+    // Whether a message may take milliseconds, such as a list, which walks its layer, or a change of many values. A get
+    // does not: modules have their values at hand.
     [[nodiscard]] static bool may_take_long(const protocol::Bytes &bytes);
 
     // Whether a message asks for something that can be done again and again: it changes neither values nor what the

@@ -2,6 +2,7 @@
 // A connection whose requests take long leaves time for others.
 #include "connection_fixture.h"
 
+#include <cerrno>
 #include <chrono>
 
 namespace {
@@ -97,4 +98,21 @@ TEST_F(ConnectionRest, OfAClientThatHasGoneIsShort) {
     end_turn();
     EXPECT_EQ(content("volatile", "main"), "[a] 2=x 4=x ");
     EXPECT_EQ(lists, 1);
+}
+
+// They are most of what there is, and the clock costs a part of their time.
+TEST_F(ConnectionRest, IsNotForGets) {
+    backend("volatile", "main").get = [this](xdata **) {
+        owner.time += std::chrono::milliseconds(3);
+        return -ENOENT;
+    };
+    const Message get = get_request("volatile", "net", "port");
+    feed_one(1, get);
+    feed_one(2, get);
+    end_turn();
+    EXPECT_EQ(packets(), "1/1.1 2/1.1 ");
+    EXPECT_EQ(owner.rests, 0);
+    feed_set(3);
+    end_turn();
+    EXPECT_EQ(owner.rests, 1);
 }
