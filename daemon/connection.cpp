@@ -54,8 +54,10 @@ Connection::~Connection() {
 }
 
 void Connection::part() {
-    if (!std::exchange(parted_, true))
+    if (!std::exchange(parted_, true)) {
         engine_.remove(*this);
+        owner_.keeps(std::exchange(kept_, 0), 0);
+    }
     doomed_ = true;
     gone_ = false;
 }
@@ -114,6 +116,14 @@ void Connection::handle_now(std::uint32_t id, protocol::Bytes &bytes) {
     owner_.rest(*this);
 }
 
+void Connection::count_kept() {
+    if (parted_)
+        return;
+    const std::size_t now = queue_bytes_ + held_bytes_ + waiting_bytes() + endpoint_.bytes();
+    if (now != kept_)
+        owner_.keeps(std::exchange(kept_, now), now);
+}
+
 bool Connection::go_on() {
     resting_ = false;
     spent_ = {};
@@ -121,6 +131,7 @@ bool Connection::go_on() {
     handle_held();
     watch();
     last_moved_ = engine_.now(); // it was the daemon that did not go on
+    count_kept();
     return held_.size() != before;
 }
 
@@ -179,6 +190,7 @@ void Connection::proceed(std::span<const std::uint8_t> bytes) {
     } catch (const protocol::Malformed &malformed) {
         misused(std::string("it sent ") + malformed.what());
     }
+    count_kept();
 }
 
 void Connection::receive(const std::uint8_t *data, std::size_t size, std::uint64_t now) {
@@ -216,10 +228,11 @@ bool Connection::queue_is_over() const {
     return queue_bytes_ > limits[Limit::queue_bytes] || queue_.size() > limits[Limit::queue_messages];
 }
 
-// For the largest answer that there is in practice.
+// For the largest answer that there is in practice. When there is not much memory for all, one answer waits at a time.
 bool Connection::queue_has_place() const {
     const Limits &limits = engine_.limits();
-    return queue_bytes_ + protocol::kLeastQueueBytes <= limits[Limit::queue_bytes] &&
+    return (queue_.empty() || !owner_.is_full()) &&
+           queue_bytes_ + protocol::kLeastQueueBytes <= limits[Limit::queue_bytes] &&
            queue_.size() < limits[Limit::queue_messages];
 }
 
@@ -252,6 +265,7 @@ void Connection::settle() {
     owing_ = false;
     pump();
     handle_held();
+    count_kept();
 }
 
 void Connection::pump() {

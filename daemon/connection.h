@@ -32,6 +32,12 @@ public:
     // The connection has taken its share of the time: go_on is expected in a later turn, when others have been heard.
     virtual void rest(Connection &connection) = 0;
 
+    // What the connection keeps in memory for its client has become another number of bytes.
+    virtual void keeps(std::size_t before, std::size_t now) = 0;
+
+    // Whether all connections together keep as much as they may.
+    [[nodiscard]] virtual bool is_full() const = 0;
+
     // The time that work takes is measured by this.
     using Clock = std::chrono::steady_clock;
     [[nodiscard]] virtual Clock::time_point clock() const = 0;
@@ -98,6 +104,9 @@ public:
     // Whether the client sends datagrams: anybody can write its address as his own, and networks repeat them.
     [[nodiscard]] virtual bool is_datagram() const { return false; }
 
+    // Bytes in memory that wait for the client, or for more of what it sends: at the end of each of the calls above.
+    [[nodiscard]] std::size_t kept() const { return kept_; }
+
     [[nodiscard]] bool waits_for_room() const { return blocked_; }
     [[nodiscard]] bool is_doomed() const { return doomed_; }
 
@@ -141,6 +150,7 @@ private:
     [[nodiscard]] bool is_event_under_way() const;
     [[nodiscard]] std::uint32_t answers_under_way() const;
     void misused(const std::string &how);
+    void count_kept();
     void doom(const std::string &why);
 
     Engine &engine_;
@@ -152,6 +162,7 @@ private:
     Repeats repeats_;       // of datagrams
     std::deque<Held> held_; // requests that wait until there is a place for their answers
     std::size_t held_bytes_ = 0;
+    std::size_t kept_ = 0;
     std::uint32_t event_under_way_ = 0; // id of the event that was sent last
     std::uint32_t next_event_id_;
     std::uint64_t last_heard_; // milliseconds

@@ -223,6 +223,21 @@ void Server::close_leavers() {
     }
 }
 
+// What one client may keep waiting, many of them must not add up: the one that has most goes first. It is hardly one
+// that only does its work.
+void Server::part_with_the_greediest() {
+    if (kept_ <= engine_.limits()[Limit::kept_bytes])
+        return;
+    Connection *greediest = nullptr;
+    for_each([&greediest](Connection &connection) {
+        if (greediest == nullptr || connection.kept() > greediest->kept())
+            greediest = &connection;
+    });
+    if (greediest != nullptr)
+        doom(*greediest, "of " + std::to_string(kept_) + " bytes that wait for all clients, it has the most, " +
+                             std::to_string(greediest->kept()));
+}
+
 // ---- turns and timers
 
 // While a handle of the idle kind runs, the loop looks at the sockets again without waiting.
@@ -255,8 +270,10 @@ void Server::end_of_turn() {
         engine_.commit();
         for (Connection *connection : std::exchange(owing_, {}))
             connection->settle();
-        if (owing_.empty())  // otherwise requests of theirs may still be handled
-            close_leavers(); // locks that become free are news for others
+        if (!owing_.empty())
+            continue;    // requests of leavers may still be handled
+        close_leavers(); // locks that become free are news for others
+        part_with_the_greediest();
     } while (!owing_.empty() || !leaving_.empty());
     set_wait_timer();
 }

@@ -74,6 +74,11 @@ public:
     std::optional<protocol::Bytes> take_event(std::uint64_t revision);
     [[nodiscard]] bool has_events() const { return lost_ || !waiting_.empty(); }
 
+    // Of events and rows that wait.
+    [[nodiscard]] std::size_t waiting_bytes() const {
+        return live_.bytes + past_.bytes + (staged_ ? staged_->bytes : 0);
+    }
+
     // Counts a request; false when there were more in this second than rate. now is in milliseconds.
     bool within_rate(std::uint64_t now, std::uint32_t rate);
 

@@ -238,6 +238,22 @@ std::uint32_t Endpoint::receiving() const {
     return hashmap_size(record_->recv_map);
 }
 
+namespace {
+
+std::size_t bytes_of(hashmap *messages) {
+    std::size_t bytes = 0;
+    std::uintptr_t token = HASHMAP_ITERATE_START;
+    while (const void *const message = hashmap_iterate(messages, &token, nullptr))
+        bytes += std::size_t{msginfo_packet_count(static_cast<const msginfo *>(message))} * sizeof(msginfo_packet);
+    return bytes;
+}
+
+} // namespace
+
+std::size_t Endpoint::bytes() const {
+    return (sending() != 0 ? bytes_of(record_->send_map) : 0) + (receiving() != 0 ? bytes_of(record_->recv_map) : 0);
+}
+
 bool Endpoint::holds_bytes() const {
     return waiting() > 0;
 }

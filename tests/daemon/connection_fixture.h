@@ -27,12 +27,16 @@ public:
             connection.settle();
     }
     void rest(Connection &) override { ++rests; }
+    void keeps(std::size_t before, std::size_t now) override { kept += now - before; }
+    [[nodiscard]] bool is_full() const override { return full; }
     [[nodiscard]] Clock::time_point clock() const override { return time; }
     void doom(Connection &, const std::string &why) override { reasons += why + "; "; }
     std::string reasons;
     bool every_answer_ends_a_turn = true;
     int owed = 0;
     int rests = 0;
+    std::size_t kept = 0;
+    bool full = false;
     Clock::time_point time;
 };
 

@@ -190,3 +190,76 @@ TEST_F(ConnectionTest, DatagramsHaveHeadersThatAClientMaySend) {
         EXPECT_FALSE(has_header(bad)) << at;
     }
 }
+
+// ---- what it keeps, which its owner adds up for all connections
+
+TEST_F(ConnectionTest, CountsAnswersThatWaitAndThoseUnderWay) {
+    set(text(2500).c_str());
+    connection().room = 0;
+    get(1);
+    EXPECT_GT(owner.kept, 2500U);
+    EXPECT_LT(owner.kept, 2700U);
+    connection().room = SIZE_MAX;
+    connection().resume(now);
+    connection().settle();
+    EXPECT_EQ(owner.kept, 3 * sizeof(msginfo_packet));
+    EXPECT_EQ(connection().kept(), owner.kept);
+    EXPECT_EQ(take_all(), "1 ");
+    EXPECT_EQ(owner.kept, 0U);
+}
+
+TEST_F(ConnectionTest, CountsMessagesThatHaveArrivedInPart) {
+    const std::vector<Bytes> set = packets_of(1, set_request("volatile", {{"a", "b", text(2500).c_str()}}).encode());
+    ASSERT_EQ(set.size(), 3U);
+    feed(set[0]);
+    EXPECT_EQ(owner.kept, 3 * sizeof(msginfo_packet)); // there is a place for each
+    feed(set[1]);
+    feed(set[2]);
+    EXPECT_EQ(owner.kept, 0U);
+}
+
+TEST_F(ConnectionTest, CountsRowsOfAWriteThatIsNotWhole) {
+    send(1, set_request("volatile", {{"a", "b", text(500).c_str()}}, 0, varnel::protocol::kWriteMore));
+    EXPECT_GT(owner.kept, 500U);
+    EXPECT_LT(owner.kept, 700U);
+    send(2, set_request("volatile", {{"a", "c", "x"}}));
+    EXPECT_EQ(owner.kept, 0U);
+}
+
+TEST_F(ConnectionTest, CountsEventsThatWait) {
+    send(1, notify_request("volatile"));
+    connection().room = 0;
+    set(text(500).c_str());
+    EXPECT_GT(owner.kept, 500U);
+    EXPECT_LT(owner.kept, 1000U);
+    connection().room = SIZE_MAX;
+    connection().resume(now);
+    connection().settle();
+    EXPECT_EQ(owner.kept, 0U);
+}
+
+TEST_F(ConnectionTest, CountsNothingOnceItHasParted) {
+    set(text(2500).c_str());
+    get(1);
+    EXPECT_NE(owner.kept, 0U);
+    connection().part();
+    EXPECT_EQ(owner.kept, 0U);
+    connection().settle();
+    EXPECT_EQ(owner.kept, 0U);
+    close();
+    EXPECT_EQ(owner.kept, 0U);
+}
+
+// When all connections keep as much as they may, a client has to take an answer before its next request is handled.
+TEST_F(ConnectionTest, OneAnswerWaitsAtATimeWhenMemoryIsFull) {
+    owner.every_answer_ends_a_turn = false;
+    owner.full = true;
+    connection().room = 0;
+    for (std::uint32_t id = 1; id <= 2; ++id)
+        feed(packets_of(id, get_request("volatile", "net", "port").encode())[0]);
+    EXPECT_EQ(statistic("requests"), 1U);
+    connection().room = SIZE_MAX;
+    connection().resume(now);
+    end_turn();
+    EXPECT_EQ(take_all(), "1 2 ");
+}

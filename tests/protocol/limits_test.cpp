@@ -53,6 +53,7 @@ TEST(LimitTable, IsInTheOrderOfTheEnumeration) {
     EXPECT_STREQ(row_of(Limit::locks).name, "locks");
     EXPECT_STREQ(row_of(Limit::lock_wait).name, "lock_wait");
     EXPECT_STREQ(row_of(Limit::staged_bytes).name, "staged_bytes");
+    EXPECT_STREQ(row_of(Limit::kept_bytes).name, "kept_bytes");
     EXPECT_STREQ(row_of(Limit::history_events).name, "history_events");
     EXPECT_STREQ(row_of(Limit::history_bytes).name, "history_bytes");
     EXPECT_STREQ(row_of(Limit::idle).name, "idle");
@@ -65,6 +66,11 @@ TEST(LimitTable, AgreesWithTheFormats) {
     EXPECT_EQ(row_of(Limit::value_bytes).most, 65535U); // a string's length has 16 bits
     // A request of the largest size arrives whole by default.
     EXPECT_GE(row_of(Limit::packets).fallback * PACKET_PAYLOAD_MAX, row_of(Limit::message_bytes).fallback);
+    // And one client may do all that it may do without being the one that has too much.
+    EXPECT_GE(row_of(Limit::kept_bytes).fallback,
+              2 * row_of(Limit::queue_bytes).fallback + row_of(Limit::staged_bytes).fallback +
+                  2 * row_of(Limit::event_bytes).fallback +
+                  row_of(Limit::unfinished).fallback * row_of(Limit::packets).fallback * PACKET_SIZE);
     // So does an event: two values of the largest size.
     EXPECT_GE(row_of(Limit::history_bytes).least, 2 * row_of(Limit::value_bytes).most);
     EXPECT_GE(row_of(Limit::message_bytes).fallback, 2 * row_of(Limit::value_bytes).most);

@@ -6,6 +6,7 @@
 
 #include "protocol/limits.h"
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <set>
@@ -213,6 +214,35 @@ void reach_staged_bytes() {
     daemon.expect_alive(peer, 6);
 }
 
+// Two clients that leave large writes unfinished: when both are too much the one with more goes. The other's is done.
+void reach_kept_bytes() {
+    constexpr std::uint32_t kMost = 1048576;
+    Limited daemon("kept_bytes", kMost);
+    Peer modest = Peer::over_unix(daemon.socket);
+    Peer greedy = Peer::over_unix(daemon.socket);
+    std::uint32_t id = 0;
+    const auto part = [&id](Peer &peer, const char *group, std::uint32_t flags) {
+        ++id;
+        const Message set =
+            message(control_set, "volatile", kInMemory, flags, group, std::to_string(id), long_text(60000));
+        return status_of(peer.ask(id, set));
+    };
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(part(modest, "modest", protocol::kWriteMore), Status::ok);
+    const auto fill = [&] {
+        while (id < 2 * kMost / 60000)
+            part(greedy, "greedy", protocol::kWriteMore);
+    };
+    EXPECT_THROW(fill(), std::runtime_error); // it is closed while a part arrives
+    EXPECT_GT(id, kMost / 62000);
+    daemon.expect_closed(greedy, "of 10");
+    EXPECT_TRUE(daemon.logs(" bytes that wait for all clients, it has the most, 7"));
+    EXPECT_EQ(part(modest, "modest", kNoFlags), Status::ok);
+    const std::string keys = daemon.control({"keys", "volatile"}).out;
+    EXPECT_EQ(std::count(keys.begin(), keys.end(), '\n'), 6) << keys;
+    EXPECT_EQ(keys.find("greedy"), std::string::npos) << keys;
+}
+
 // What is remembered after so many changes of a value of so many bytes: whether there was more, and the rows.
 std::pair<std::uint32_t, std::size_t> remembered(Limited &daemon, std::uint32_t changes, std::size_t value_bytes) {
     Peer peer = Peer::over_unix(daemon.socket);
@@ -296,6 +326,7 @@ const struct {
     {"locks", reach_locks},
     {"lock_wait", reach_lock_wait},
     {"staged_bytes", reach_staged_bytes},
+    {"kept_bytes", reach_kept_bytes},
     {"history_events", reach_history_events},
     {"history_bytes", reach_history_bytes},
     {"idle", reach_idle},
