@@ -2,6 +2,7 @@
 #include "common/config_rules.h"
 
 #include "common/number_text.h"
+#include "common/setting_counts.h"
 #include "common/setting_text.h"
 #include "common/setting_words.h"
 
@@ -55,6 +56,14 @@ template <const WordSetting &setting> constexpr SettingRule rule_of(bool fatal) 
     return {setting.name, is_word<setting>, setting.expected, fatal};
 }
 
+template <const CountSetting &setting> bool is_count(std::string_view text) {
+    return parse_count_of(setting, text).has_value();
+}
+
+template <const CountSetting &setting> constexpr SettingRule rule_of(bool fatal) {
+    return {setting.name, is_count<setting>, setting.expected, fatal};
+}
+
 // As confparser_getint reads: in base 0, where a leading zero means octal.
 bool is_integer(std::string_view text) {
     const std::size_t sign = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;
@@ -102,6 +111,11 @@ constexpr SettingRule kSqliteRules[] = {
     {"folder", is_path, kPath, false},
     rule_of<kSqliteJournal>(false),
     rule_of<kSqliteSync>(false),
+    rule_of<kMaxBytes>(false),
+};
+
+constexpr SettingRule kMemoryRules[] = {
+    rule_of<kMaxBytes>(false),
 };
 
 constexpr SettingRule kDefaultsRules[] = {
@@ -126,6 +140,8 @@ std::span<const SettingRule> backend_rules() {
 std::span<const SettingRule> module_rules(std::string_view module) {
     if (module == "sqlite")
         return kSqliteRules;
+    if (module == "memory")
+        return kMemoryRules;
     if (module == "defaults")
         return kDefaultsRules;
     return {};

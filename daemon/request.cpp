@@ -57,9 +57,16 @@ Status status_of(int result) {
 
 } // namespace
 
-// A file that has errors, or a module that does not keep to its contract: the system's text is about messages.
+// The system's texts are about messages and disks.
 std::string reason_of(int result) {
-    return result == -EBADMSG ? "damaged: see the daemon's log" : std::strerror(-result);
+    switch (-result) {
+    case EBADMSG: // a file that has errors, or a module that does not keep to its contract
+        return "damaged: see the daemon's log";
+    case EDQUOT:
+        return "it holds as much as its settings allow";
+    default:
+        return std::strerror(-result);
+    }
 }
 
 Refused refusal_of(int result, const std::string &backend, const std::string &what) {

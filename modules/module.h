@@ -16,7 +16,8 @@
  * Changes.  Setting and unsetting may keep a change in memory, where every reader sees it; module_sync brings it to the
  *           storage. The daemon calls that once for all changes of many clients before it answers them.
  * Results.  0, or a negative errno value (POSIX): -ENOENT no such group or value, -EINVAL a key, value or backend that
- *           makes no sense, -EROFS the store takes no changes, -ENOMEM, -EIO, -ENOSPC. Outputs change on success only.
+ *           makes no sense, -EROFS the store takes no changes, -EDQUOT the store holds as much as its settings allow,
+ *           -ENOMEM, -EIO, -ENOSPC. Outputs change on success only.
  * Read-only The settings "readonly" of a backend and of a layer are the daemon's to obey (backend_check_readonly,
  *           layer_check_readonly): it does not call module_set_value and module_unset_value there. A module whose
  *           storage cannot be written answers -EROFS by itself.

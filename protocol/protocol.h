@@ -22,7 +22,7 @@ enum class Status : std::uint32_t {
     busy = 6,          // another connection holds the lock, or one that includes it
     timed_out = 7,     // the lock was not to be had in time
     not_held = 8,      // no such lock or subscription of this connection
-    no_space = 9,      // the storage is full
+    no_space = 9,      // the storage is full, or holds as much as its settings allow
     io_error = 10,     // the storage failed
     unavailable = 11,  // a backend could not be opened
     too_large = 12,    // a value, a request or an answer is over a limit

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "modules/common/value_store.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -10,33 +11,103 @@ namespace {
 
 using Lock = std::lock_guard<std::mutex>;
 
-} // namespace
-
-int ValueStore::create_group(std::string_view group) {
-    const Lock held(lock_);
-    return groups_.try_emplace(std::string(group)).second ? 0 : -EEXIST;
+std::uint64_t bytes_of(std::string_view group) {
+    return group.size() + kRecordBytes;
 }
 
-int ValueStore::set(std::string_view group, std::string_view name, SharedValue value) {
-    std::string key(name);
+std::uint64_t bytes_of(std::string_view name, const xdata &value) {
+    return name.size() + kRecordBytes + (value.type == XDATA_STRING ? value.value.s.len : 0);
+}
+
+// An entry that can be put into the map without a failure.
+template <class Map> typename Map::node_type node_of(std::string_view name, typename Map::mapped_type &&mapped) {
+    Map map;
+    return map.extract(map.emplace(name, std::move(mapped)).first);
+}
+
+} // namespace
+
+int ValueStore::create_group(std::string_view group, ChangeNotes *notes) {
     const Lock held(lock_);
-    auto found = groups_.find(group);
-    if (found == groups_.end())
-        found = groups_.try_emplace(std::string(group)).first;
-    found->second.insert_or_assign(std::move(key), std::move(value));
+    const auto next = groups_.lower_bound(group);
+    if (next != groups_.end() && next->first == group)
+        return -EEXIST;
+    if (!has_room_for(bytes_of(group)))
+        return -EDQUOT;
+    auto node = node_of<Groups>(group, Group());
+    if (notes != nullptr)
+        notes->create_group(group);
+    groups_.insert(next, std::move(node));
+    bytes_ += bytes_of(group);
     return 0;
 }
 
-int ValueStore::remove_group(std::string_view group) {
+int ValueStore::set(std::string_view group, std::string_view name, SharedValue value, ChangeNotes *notes) {
+    const Lock held(lock_);
+    const auto found = groups_.lower_bound(group);
+    if (found == groups_.end() || found->first != group)
+        return add_with_group(found, group, name, std::move(value), notes);
+    const auto old = found->second.lower_bound(name);
+    if (old == found->second.end() || old->first != name)
+        return add(found, old, name, std::move(value), notes);
+    return replace(group, old, std::move(value), notes);
+}
+
+int ValueStore::add_with_group(Groups::const_iterator next, std::string_view group, std::string_view name,
+                               SharedValue value, ChangeNotes *notes) {
+    const std::uint64_t more = bytes_of(group) + bytes_of(name, *value);
+    if (!has_room_for(more))
+        return -EDQUOT;
+    Group values;
+    const SharedValue &added = values.emplace(name, std::move(value)).first->second;
+    auto node = node_of<Groups>(group, std::move(values));
+    if (notes != nullptr)
+        notes->set(group, name, added, {.group = false, .value = false});
+    groups_.insert(next, std::move(node));
+    bytes_ += more;
+    return 0;
+}
+
+int ValueStore::add(Groups::iterator group, Group::const_iterator next, std::string_view name, SharedValue value,
+                    ChangeNotes *notes) {
+    const std::uint64_t more = bytes_of(name, *value);
+    if (!has_room_for(more))
+        return -EDQUOT;
+    auto node = node_of<Group>(name, std::move(value));
+    if (notes != nullptr)
+        notes->set(group->first, name, node.mapped(), {.group = true, .value = false});
+    group->second.insert(next, std::move(node));
+    bytes_ += more;
+    return 0;
+}
+
+int ValueStore::replace(std::string_view group, Group::iterator old, SharedValue value, ChangeNotes *notes) {
+    const std::uint64_t before = bytes_of(old->first, *old->second);
+    const std::uint64_t after = bytes_of(old->first, *value);
+    if (after > before && !has_room_for(after - before))
+        return -EDQUOT;
+    if (notes != nullptr)
+        notes->set(group, old->first, value, {.group = true, .value = true});
+    old->second = std::move(value);
+    bytes_ = bytes_ - before + after;
+    return 0;
+}
+
+int ValueStore::remove_group(std::string_view group, ChangeNotes *notes) {
     const Lock held(lock_);
     const auto found = groups_.find(group);
     if (found == groups_.end())
         return -ENOENT;
+    if (notes != nullptr)
+        notes->remove_group(group);
+    for (const auto &[name, value] : found->second)
+        bytes_ -= bytes_of(name, *value);
+    bytes_ -= bytes_of(group);
     groups_.erase(found);
     return 0;
 }
 
-int ValueStore::remove(std::string_view group, std::string_view name) {
+int ValueStore::remove(std::string_view group, std::string_view name, ChangeNotes *notes) {
     const Lock held(lock_);
     const auto found = groups_.find(group);
     if (found == groups_.end())
@@ -44,6 +115,9 @@ int ValueStore::remove(std::string_view group, std::string_view name) {
     const auto value = found->second.find(name);
     if (value == found->second.end())
         return -ENOENT;
+    if (notes != nullptr)
+        notes->remove(group, name);
+    bytes_ -= bytes_of(name, *value->second);
     found->second.erase(value);
     return 0;
 }
@@ -95,6 +169,17 @@ int ValueStore::list(std::string_view group, module_visit_t visit, void *context
     for (auto entry = groups_.begin(); entry != groups_.end() && result == 0; ++entry)
         result = visit_group(entry->first, entry->second, visit, context);
     return result;
+}
+
+std::uint64_t ValueStore::bytes() const {
+    const Lock held(lock_);
+    return bytes_;
+}
+
+std::uint64_t ValueStore::set_bound(std::uint64_t most) {
+    const Lock held(lock_);
+    bound_ = std::max(most, bytes_);
+    return bytes_;
 }
 
 } // namespace varnel::modules

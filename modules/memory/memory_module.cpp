@@ -2,10 +2,12 @@
 // memory.so: a storage module that keeps its values in memory; they last until the daemon ends.
 //
 // Settings: "values", a group of groups of name = text, fills the store with strings when it is opened. With
-// "readonly = yes" beside it, the store serves as a set of defaults.
+// "readonly = yes" beside it, the store serves as a set of defaults. "max_bytes" bounds what the store holds.
+#include "modules/common/max_bytes.h"
 #include "modules/common/settings.h"
 #include "modules/common/store.h"
 
+#include <cstdint>
 #include <utility>
 
 namespace varnel::modules {
@@ -15,6 +17,7 @@ namespace {
 class MemoryStore final : public Store {
 public:
     using Store::Store;
+    using Store::values;
 
     int create_group(std::string_view group) override { return values().create_group(group); }
     int set(std::string_view group, std::string_view name, SharedValue value) override {
@@ -28,6 +31,7 @@ public:
 } // namespace
 
 std::unique_ptr<Store> open_store(const StoreSettings &settings) {
+    const std::uint32_t max_bytes = read_max_bytes(settings);
     auto store = std::make_unique<MemoryStore>(settings.layer);
     for_each_entry(confparser_getdic(settings.config, "values"), XDICTIONARY_GROUP,
                    [&](const char *group, const void *names) {
@@ -36,6 +40,7 @@ std::unique_ptr<Store> open_store(const StoreSettings &settings) {
                                           store->set(group, name, make_string(static_cast<const char *>(text)));
                                       });
                    });
+    bound(store->values(), max_bytes, "layer " + settings.layer + ", backend " + settings.backend);
     return store;
 }
 

@@ -5,49 +5,94 @@
 
 namespace varnel::modules {
 
-Changes::Group &Changes::group_of(std::string_view group) {
-    const auto found = groups_.find(group);
-    return found != groups_.end() ? found->second : groups_[std::string(group)];
+Changes::Groups::iterator Changes::changed(std::string_view group, bool stored) {
+    const auto next = groups_.lower_bound(group);
+    if (next != groups_.end() && next->first == group)
+        return next;
+    return groups_.emplace_hint(next, group, Group{.stored = stored, .values = {}});
+}
+
+void Changes::forget_if_nothing(Groups::iterator group) {
+    const Group &changes = group->second;
+    if (!changes.dropped && !changes.made && changes.values.empty())
+        groups_.erase(group);
+}
+
+void Changes::forget_if_nothing(Values &values, Values::iterator value) {
+    if (value->second.now == nullptr && !value->second.stored)
+        values.erase(value);
 }
 
 void Changes::create_group(std::string_view group) {
-    group_of(group).made = true;
+    changed(group, false)->second.made = true;
 }
 
-void Changes::set(std::string_view group, std::string_view name, SharedValue value) {
-    std::string key(name);
-    Group &changed = group_of(group);
-    changed.made = true;
-    changed.values.insert_or_assign(std::move(key), std::move(value));
+void Changes::set(std::string_view group, std::string_view name, const SharedValue &value, Presence before) {
+    Group &changes = changed(group, before.group)->second;
+    const auto next = changes.values.lower_bound(name);
+    if (next != changes.values.end() && next->first == name)
+        next->second.now = value;
+    else
+        changes.values.emplace_hint(next, name, Value{value, before.value});
+    changes.made = changes.made || !before.group;
 }
 
 void Changes::remove_group(std::string_view group) {
-    Group &changed = group_of(group);
-    changed.dropped = true;
-    changed.made = false;
-    changed.values.clear();
+    const auto found = changed(group, true);
+    Group &changes = found->second;
+    changes.dropped = changes.stored;
+    changes.made = false;
+    changes.values.clear();
+    forget_if_nothing(found);
 }
 
 void Changes::remove(std::string_view group, std::string_view name) {
-    std::string key(name);
-    group_of(group).values.insert_or_assign(std::move(key), nullptr);
+    const auto found = changed(group, true);
+    Values &values = found->second.values;
+    const auto value = values.try_emplace(std::string(name), Value{nullptr, true}).first;
+    value->second.now = nullptr;
+    forget_if_nothing(values, value);
+    forget_if_nothing(found);
 }
 
-void Changes::add_earlier(Changes &&earlier) {
-    for (auto &[name, before] : earlier.groups_) {
-        const auto found = groups_.find(name);
-        if (found == groups_.end())
-            groups_.emplace(name, std::move(before));
-        else if (!found->second.dropped)
-            add_earlier(found->second, before);
+void Changes::doubt() {
+    for (auto &[group_name, group] : groups_) {
+        group.stored = true;
+        for (auto &[name, value] : group.values)
+            value.stored = true;
     }
 }
 
-// What is there of a name stays: it is the later change.
+void Changes::add_earlier(Changes &&earlier) {
+    while (!earlier.groups_.empty()) {
+        const auto put = groups_.insert(earlier.groups_.extract(earlier.groups_.begin()));
+        if (put.inserted)
+            continue;
+        add_earlier(put.position->second, put.node.mapped());
+        forget_if_nothing(put.position);
+    }
+}
+
+// The later change stays, what the storage has was known to the earlier one.
 void Changes::add_earlier(Group &now, Group &before) {
+    now.stored = before.stored;
+    if (now.dropped) {
+        now.dropped = now.stored;
+        return;
+    }
     now.dropped = before.dropped;
     now.made = now.made || before.made;
-    now.values.merge(before.values);
+    add_earlier(now.values, before.values);
+}
+
+void Changes::add_earlier(Values &now, Values &before) {
+    while (!before.empty()) {
+        const auto put = now.insert(before.extract(before.begin()));
+        if (put.inserted)
+            continue;
+        put.position->second.stored = put.node.mapped().stored;
+        forget_if_nothing(now, put.position);
+    }
 }
 
 } // namespace varnel::modules

@@ -3,6 +3,7 @@
 
 #include "common/setting_words.h"
 #include "common/text.h"
+#include "modules/common/max_bytes.h"
 
 #include <cerrno>
 
@@ -20,7 +21,8 @@ std::string word(const StoreSettings &settings, const WordSetting &setting) {
 } // namespace
 
 SqliteSettings read_settings(const StoreSettings &settings) {
-    SqliteSettings read{settings.text("folder"), word(settings, kSqliteJournal), word(settings, kSqliteSync)};
+    SqliteSettings read{settings.text("folder"), word(settings, kSqliteJournal), word(settings, kSqliteSync),
+                        read_max_bytes(settings)};
     if (read.folder.empty())
         throw StoreError(-EINVAL, "the setting \"folder\" is missing: the folder of the store's files");
     return read;

@@ -4,6 +4,7 @@
 
 #include "modules/common/store.h"
 
+#include <cstdint>
 #include <string>
 
 namespace varnel::modules {
@@ -12,6 +13,7 @@ struct SqliteSettings {
     std::string folder;
     std::string journal; // as PRAGMA journal_mode has it
     std::string sync;    // as PRAGMA synchronous has it
+    std::uint32_t max_bytes;
 
     // Whether a commit survives a loss of power.
     [[nodiscard]] bool durable() const { return sync == "full" || sync == "extra"; }

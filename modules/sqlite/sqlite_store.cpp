@@ -4,6 +4,7 @@
 #include "common/key_text.h"
 #include "common/text.h"
 #include "modules/common/log.h"
+#include "modules/common/max_bytes.h"
 #include "modules/sqlite/read_only.h"
 #include "modules/sqlite/rows.h"
 #include "modules/sqlite/schema.h"
@@ -104,6 +105,7 @@ SqliteStore::SqliteStore(const StoreSettings &names, const SqliteSettings &setti
             open_read_only();
         else
             open(settings);
+        bound(values(), settings.max_bytes, path_);
     } catch (const StoreError &error) {
         throw StoreError(error.result(), path_ + ": " + error.what());
     }
@@ -149,7 +151,7 @@ SqliteStore::~SqliteStore() {
         log_error(path_ + ": closed without the changes since the last sync");
 }
 
-// ---- changes: first noted, then made, so that what readers see is what the next sync writes
+// ---- changes: noted as they are made, so that what readers see is what the next sync writes
 
 int SqliteStore::create_group(std::string_view group) {
     if (!valid_key_part(group))
@@ -157,10 +159,7 @@ int SqliteStore::create_group(std::string_view group) {
     if (read_only_)
         return -EROFS;
     const Lock held(changing_);
-    if (values().find_group(group) == 0)
-        return -EEXIST;
-    changes_.create_group(group);
-    return values().create_group(group);
+    return values().create_group(group, &changes_);
 }
 
 // Names that could not be read back would make the file one that is refused.
@@ -170,28 +169,21 @@ int SqliteStore::set(std::string_view group, std::string_view name, SharedValue 
     if (read_only_)
         return -EROFS;
     const Lock held(changing_);
-    changes_.set(group, name, value);
-    return values().set(group, name, std::move(value));
+    return values().set(group, name, std::move(value), &changes_);
 }
 
 int SqliteStore::remove_group(std::string_view group) {
     if (read_only_)
         return -EROFS;
     const Lock held(changing_);
-    if (values().find_group(group) != 0)
-        return -ENOENT;
-    changes_.remove_group(group);
-    return values().remove_group(group);
+    return values().remove_group(group, &changes_);
 }
 
 int SqliteStore::remove(std::string_view group, std::string_view name) {
     if (read_only_)
         return -EROFS;
     const Lock held(changing_);
-    if (values().find(group, name) != 0)
-        return -ENOENT;
-    changes_.remove(group, name);
-    return values().remove(group, name);
+    return values().remove(group, name, &changes_);
 }
 
 // ---- sync
@@ -208,6 +200,8 @@ void SqliteStore::write_changes() {
     try {
         writer_->write(taken);
     } catch (...) {
+        if (writer_->in_doubt())
+            taken.doubt();
         const Lock held(changing_);
         changes_.add_earlier(std::move(taken));
         throw;

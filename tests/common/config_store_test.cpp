@@ -198,6 +198,21 @@ TEST(BackendConfig, SettingsOfTheModules) {
         "4:12 warning \"on\" cannot be \"required\"\n8:1 warning all backends of the layer \"l\" are read-only\n");
 }
 
+TEST(BackendConfig, TheBoundOfAStore) {
+    for (const char *const module : {"sqlite", "memory"}) {
+        for (const char *const text : {"4096", "16777216", "4294967295"})
+            EXPECT_EQ(backend_of(module, std::string("max_bytes = ") + text), "") << text;
+        for (const std::string text : {"4095", "4294967296", "-1", "16m", "0x10000", "+5000", "5000.0"})
+            EXPECT_EQ(backend_of(module, "max_bytes = " + text),
+                      "3:13 warning \"" + text + "\" cannot be \"max_bytes\"\n");
+        EXPECT_EQ(backend_of(module, "max_bytes = {\n}"), "3:1 warning \"max_bytes\" is a group and not looked at\n");
+    }
+    EXPECT_EQ(backend_of("m", "library = memory\nmax_bytes = 1"), "4:13 warning \"1\" cannot be \"max_bytes\"\n");
+    EXPECT_EQ(backend_of("m", "max_bytes = 1"), "") << "another module's setting";
+    EXPECT_EQ(expected_of("backends = {\nmemory = {\nmax_bytes = 1\n}\n}\nlayers = {\nl = {\nmemory = {\n}\n}\n}\n"),
+              "a number of bytes from 4096 to 4294967295");
+}
+
 TEST(BackendConfig, Functions) {
     EXPECT_EQ(backend_of("m", "function = get"), "3:1 warning \"function\" is no group and not looked at\n");
     EXPECT_EQ(backend_of("m", "function = {\nget = {\n}\n}"), "4:1 warning \"get\" is a group and not looked at\n");

@@ -70,6 +70,8 @@ TEST(Request, RefusalsSayWhatTheyAreAbout) {
     EXPECT_STREQ(refusal_of(-ENOENT, "main", "user:net:port").what(), "user:net:port is not there");
     EXPECT_STREQ(refusal_of(-EEXIST, "main", "user:net").what(), "user:net is there already");
     EXPECT_STREQ(refusal_of(-EIO, "main", "user:net").what(), "backend main: Input/output error");
+    EXPECT_STREQ(refusal_of(-EDQUOT, "main", "user:net").what(),
+                 "backend main: it holds as much as its settings allow");
     EXPECT_STREQ(refusal_of(-EBADMSG, "main", "user:net").what(), "backend main: damaged: see the daemon's log");
 }
 

@@ -26,6 +26,26 @@ protected:
 
 using WritableModuleThreads = WritableModule;
 
+// With the least bound that can be set.
+class BoundedModule : public testing::TestWithParam<ModuleCase> {
+protected:
+    [[nodiscard]] Settings bounded_by(const std::string &max_bytes) const {
+        Settings settings = GetParam().settings(folder_);
+        settings["max_bytes"] = max_bytes;
+        return settings;
+    }
+
+    // Fills a value so that the store holds exactly so many bytes.
+    static int fill(const Store &store, std::size_t bytes) {
+        constexpr std::size_t kBeside = 1 + 128 + 1 + 128 + 1; // group and name, and the zero byte of the string
+        return store.set("g", "n", make_string(std::string(bytes - kBeside, 'v')));
+    }
+
+    TemporaryFolder folder_;
+};
+
+constexpr std::size_t kLeast = 4096;
+
 class ReadOnlyModule : public testing::TestWithParam<ModuleCase> {
 protected:
     TemporaryFolder folder_;
@@ -166,6 +186,45 @@ TEST_P(WritableModuleThreads, ShareOneStore) {
     EXPECT_EQ(Lines{"user:g group"}, user_.listing());
 }
 
+TEST_P(BoundedModule, HoldsAsMuchAsItsSettingSays) {
+    const Storage storage(GetParam().module, bounded_by("4096"));
+    const Store store = storage.store();
+    EXPECT_EQ(-EDQUOT, fill(store, kLeast + 1));
+    EXPECT_EQ(kNoEntry, store.read("g")); // which would have come with the value
+    EXPECT_EQ(0, fill(store, kLeast));
+    const Value full = store.get("g", "n");
+    EXPECT_EQ(-EDQUOT, fill(store, kLeast + 1));
+    EXPECT_EQ(-EDQUOT, store.set("g", "m", make_int32(1)));
+    EXPECT_EQ(-EDQUOT, store.create_group("h"));
+    EXPECT_TRUE(identical(*full, *store.get("g", "n")));
+    EXPECT_EQ(2U, store.listing().size());
+    EXPECT_EQ(GetParam().durability, store.sync());
+    EXPECT_EQ(0, store.set("g", "n", make_int32(1)));
+    EXPECT_EQ(0, store.create_group("h"));
+    EXPECT_EQ(0, store.unset("g"));
+    EXPECT_EQ(0, fill(store, kLeast - 1 - 128));
+}
+
+TEST_P(BoundedModule, ADefaultIsThereWithoutASetting) {
+    const Storage storage(GetParam().module, GetParam().settings(folder_));
+    EXPECT_EQ(0, fill(storage.store(), 16U << 20));
+    EXPECT_EQ(-EDQUOT, fill(storage.store(), (16U << 20) + 1));
+}
+
+TEST_P(BoundedModule, ABoundThatIsNoneMakesNoStore) {
+    for (const char *const text : {"4095", "4294967296", "0", "-4096", "16m", "0x10000", "much"}) {
+        testing::internal::CaptureStderr();
+        const Storage storage(GetParam().module, bounded_by(text));
+        EXPECT_EQ(-EINVAL, storage.store().set("g", "n", make_int32(1))) << text;
+        EXPECT_EQ(std::to_string(-EINVAL), storage.store().read("g")) << text;
+        const std::string log = testing::internal::GetCapturedStderr();
+        EXPECT_NE(std::string::npos, log.find(std::string("\"max_bytes\" is \"") + text +
+                                              "\", not a number of bytes from 4096 to 4294967295"))
+            << log;
+    }
+    EXPECT_EQ(0, Storage(GetParam().module, bounded_by("4294967295")).store().create_group("g"));
+}
+
 TEST_P(ReadOnlyModule, TakesNoChange) {
     EXPECT_EQ(-EROFS, store_.set("network", "host", make_string("y")));
     EXPECT_EQ(-EROFS, store_.set("new", "n", make_string("y")));
@@ -178,4 +237,5 @@ TEST_P(ReadOnlyModule, TakesNoChange) {
 
 INSTANTIATE_TEST_SUITE_P(Modules, WritableModule, testing::ValuesIn(writable_modules()), name_of);
 INSTANTIATE_TEST_SUITE_P(Modules, WritableModuleThreads, testing::ValuesIn(writable_modules()), name_of);
+INSTANTIATE_TEST_SUITE_P(Modules, BoundedModule, testing::ValuesIn(writable_modules()), name_of);
 INSTANTIATE_TEST_SUITE_P(Modules, ReadOnlyModule, testing::ValuesIn(read_only_modules()), name_of);

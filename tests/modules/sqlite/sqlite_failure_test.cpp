@@ -141,6 +141,25 @@ TEST_P(SqliteFailure, AFailedSyncIsMadeUpForByTheNext) {
     EXPECT_EQ(content_of(store), content_of_copy());
 }
 
+// The log has all of it, and would be taken for good by who is killed, though the daemon has taken it back.
+TEST_P(SqliteFailure, WhatIsTakenBackBehindAFailedSyncDoesNotComeBack) {
+    const Storage storage = open();
+    const Store store = storage.store();
+    ASSERT_EQ(0, store.set("g", "n", make_int32(1)));
+    ASSERT_EQ(DURABILITY_FILE, store.sync(DURABILITY_FILE));
+    const std::optional<Content> before = content_of(store);
+    Syncs syncs;
+    ASSERT_EQ(0, store.set("g", "m", make_int32(2)));
+    ASSERT_EQ(0, store.set("h", "n", make_int32(2)));
+    syncs.next_error = EIO;
+    ASSERT_EQ(-EIO, store.sync(DURABILITY_FILE));
+    ASSERT_EQ(0, store.unset("h"));
+    ASSERT_EQ(0, store.unset("g", "m"));
+    ASSERT_EQ(DURABILITY_FILE, store.sync(DURABILITY_FILE));
+    EXPECT_EQ(before, content_of(store));
+    EXPECT_EQ(before, content_of_copy());
+}
+
 // Otherwise who is killed right behind the failure had stored what he has refused.
 TEST_P(SqliteFailure, AFolderThatCannotBeSyncedKeepsChangesFromTheFile) {
     const Storage storage = open();
