@@ -1,13 +1,29 @@
 # SPDX-License-Identifier: MIT
 # Programs of the store as a whole, not file by file.
 
-# varnel_compile_together(TARGET): several files as one unit. A file of the store takes seconds for its headers and
-# moments for itself, so that builds and clang-tidy take a fraction of the time. Not for libraries of which programs take
-# single files: they would get all of them.
-option(VARNEL_UNITY "Compile the files of the daemon and of the client together, not one by one" ON)
+# varnel_compile_together(TARGET [FILES]): several files as one unit, 14 or so many. A file of a program takes seconds for
+# its headers and moments for itself, so that builds, and clang-tidy where it looks, take a fraction of the time. Not for
+# libraries of which programs take single files: they would get all of them.
+option(VARNEL_UNITY "Compile the files of the programs and of their tests together, not one by one" ON)
 
 function(varnel_compile_together target)
-  set_target_properties(${target} PROPERTIES UNITY_BUILD ${VARNEL_UNITY} UNITY_BUILD_BATCH_SIZE 14)
+  set(files ${ARGN} 14)
+  list(GET files 0 files)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${VARNEL_UNITY} UNITY_BUILD_BATCH_SIZE ${files})
+endfunction()
+
+# varnel_compile_tests_together(PROGRAM [HEADER...]): the same for a test program, which is not optimised: more files.
+# GCC takes the files of a unit for headers, and warns of fixtures with members whose types are in an anonymous namespace:
+# in a header, each unit would have a type of its own by that name. One by one, the files share the headers precompiled.
+function(varnel_compile_tests_together program)
+  varnel_compile_together(${program} 16)
+  if(NOT VARNEL_UNITY)
+    if(ARGN)
+      target_precompile_headers(${program} PRIVATE ${ARGN})
+    endif()
+  elseif(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${program} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-Wno-subobject-linkage>)
+  endif()
 endfunction()
 
 # varnel_optimize_at_link(PROGRAM LIBRARY...): GCC sees through calls from the program's files to those of the static

@@ -36,7 +36,4 @@ void add_mkgroup(CLI::App &command, Session &session);
 void add_rmgroup(CLI::App &command, Session &session);
 void add_check(CLI::App &command, Session &session);
 
-// The program: parses, runs one command, and returns the exit code. version is what --version prints.
-int run(int argc, const char *const *argv, const char *version);
-
 } // namespace varnel::ctl

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ctl/commands.h"
+#include "ctl/run_command.h"
 
 #include <exception>
 

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // From the command line to an exit code.
+#include "ctl/run_command.h"
+
 #include "common/nearest_name.h"
 #include "common/text.h"
 #include "ctl/arguments.h"

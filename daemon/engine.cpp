@@ -3,6 +3,8 @@
 
 #include "daemon/log.h"
 
+#include <varnel/transport.h>
+
 #include <algorithm>
 #include <array>
 #include <cstring>

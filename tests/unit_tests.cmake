@@ -41,6 +41,7 @@ function(add_test_program folder timeout)
   endif()
   set(program ${folder}_tests)
   add_executable(${program} ${sources})
+  varnel_compile_tests_together(${program})
   target_link_libraries(${program} PRIVATE test_support varnel_objects GTest::gtest GTest::gtest_main ${CMAKE_DL_LIBS}
                                            Threads::Threads varnel_warnings)
   set_target_properties(${program} PROPERTIES POSITION_INDEPENDENT_CODE OFF)

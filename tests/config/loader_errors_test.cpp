@@ -22,7 +22,7 @@ std::string literal(const std::string &text) {
 }
 
 // What the log says of a syntax error in that line, given as it is shown.
-std::string syntax_error(const SettingsFile &file, int line, const std::string &shown) {
+std::string syntax_error_line(const SettingsFile &file, int line, const std::string &shown) {
     return literal("_varnel: Config syntax error in " + std::string(file.path()) + "(" + std::to_string(line) +
                    "):\n_varnel:  -> " + shown + "\n");
 }
@@ -52,16 +52,16 @@ TEST(LoaderDeathTest, SyntaxErrorsNameLineAndText) {
     };
     for (const auto &row : rows) {
         const SettingsFile file(row.content);
-        EXPECT_ABORT(configurator_load(file.path()), syntax_error(file, row.line, row.shown)) << row.content;
+        EXPECT_ABORT(configurator_load(file.path()), syntax_error_line(file, row.line, row.shown)) << row.content;
     }
 }
 
 TEST(LoaderDeathTest, LineNumbersCountPieces) {
     const std::string comment = "#" + std::string(1022, 'x');
     const SettingsFile file(comment + "\nx\n"); // the line's end is a piece of its own
-    EXPECT_ABORT(configurator_load(file.path()), syntax_error(file, 3, "x"));
+    EXPECT_ABORT(configurator_load(file.path()), syntax_error_line(file, 3, "x"));
     const SettingsFile shorter(comment.substr(1) + "=1\nx\n");
-    EXPECT_ABORT(configurator_load(shorter.path()), syntax_error(shorter, 2, "1")) << "the rest of a long line";
+    EXPECT_ABORT(configurator_load(shorter.path()), syntax_error_line(shorter, 2, "1")) << "the rest of a long line";
 }
 
 TEST(LoaderDeathTest, OpenBracesAtTheEnd) {

@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t kLongestPiece = 1023; // of one read
 
-std::string loaded(std::string_view content) {
+std::string loaded_tree(std::string_view content) {
     const SettingsFile file(content);
     const Tree tree(configurator_load(file.path()));
     return tree_text(tree);
@@ -24,84 +24,84 @@ std::string entry_of(size_t length, char fill = 'x') {
 }
 
 TEST(LoaderLines, MayEndInAnyWay) {
-    EXPECT_EQ(loaded("a = 1\nb = 2\n"), "a=1;b=2;");
-    EXPECT_EQ(loaded("a = 1\nb = 2"), "a=1;b=2;");
-    EXPECT_EQ(loaded("a = 1\r\nb = 2\r\n"), "a=1;b=2;");
-    EXPECT_EQ(loaded("g = {\r\na = \\\r\n 1\r\n}\r\n"), "g{a=1;}");
-    EXPECT_EQ(loaded("\n\n \n\t\r\na = 1\n\n"), "a=1;");
-    EXPECT_EQ(loaded("a = 1\rb = 2\n"), "a=1\rb = 2;") << "a lone CR ends no line";
-    EXPECT_EQ(loaded("a = 1\v\f\nb = 2"), "a=1;b=2;");
+    EXPECT_EQ(loaded_tree("a = 1\nb = 2\n"), "a=1;b=2;");
+    EXPECT_EQ(loaded_tree("a = 1\nb = 2"), "a=1;b=2;");
+    EXPECT_EQ(loaded_tree("a = 1\r\nb = 2\r\n"), "a=1;b=2;");
+    EXPECT_EQ(loaded_tree("g = {\r\na = \\\r\n 1\r\n}\r\n"), "g{a=1;}");
+    EXPECT_EQ(loaded_tree("\n\n \n\t\r\na = 1\n\n"), "a=1;");
+    EXPECT_EQ(loaded_tree("a = 1\rb = 2\n"), "a=1\rb = 2;") << "a lone CR ends no line";
+    EXPECT_EQ(loaded_tree("a = 1\v\f\nb = 2"), "a=1;b=2;");
 }
 
 TEST(LoaderLines, EndAtANulByte) {
-    EXPECT_EQ(loaded(std::string_view("a = 1\0 2\nb = 3\n", 15)), "a=1;b=3;");
-    EXPECT_EQ(loaded(std::string_view("\0a = 1\nb = 3\n", 13)), "b=3;");
-    EXPECT_EQ(loaded(std::string_view("a = \\\0\nb = 3\n", 13)), "a=b = 3;") << "the backslash is the last";
+    EXPECT_EQ(loaded_tree(std::string_view("a = 1\0 2\nb = 3\n", 15)), "a=1;b=3;");
+    EXPECT_EQ(loaded_tree(std::string_view("\0a = 1\nb = 3\n", 13)), "b=3;");
+    EXPECT_EQ(loaded_tree(std::string_view("a = \\\0\nb = 3\n", 13)), "a=b = 3;") << "the backslash is the last";
 }
 
 TEST(LoaderContinuation, JoinsLines) {
-    EXPECT_EQ(loaded("a = 1\\\n2"), "a=12;");
-    EXPECT_EQ(loaded("a = 1 \\\n   2"), "a=1 2;");
-    EXPECT_EQ(loaded("a = 1 \\  \t\n2"), "a=1 2;") << "the backslash is the last after trimming";
-    EXPECT_EQ(loaded("a = 1\\\n\\\n2\\\n3"), "a=123;");
-    EXPECT_EQ(loaded("a\\\n=\\\n1"), "a=1;");
-    EXPECT_EQ(loaded("\\\na = 1"), "a=1;");
-    EXPECT_EQ(loaded("a = 1\\\\\n2"), "a=1\\2;") << "only the last backslash goes";
-    EXPECT_EQ(loaded("a = 12345\\\n6\nb = 1"), "a=123456;b=1;");
-    EXPECT_EQ(loaded("a = b\\c"), "a=b\\c;");
-    EXPECT_EQ(loaded("g = \\\n{\n}"), "g{}");
-    EXPECT_EQ(loaded("a = \"1 \\\n 2\""), "a=1 2;");
+    EXPECT_EQ(loaded_tree("a = 1\\\n2"), "a=12;");
+    EXPECT_EQ(loaded_tree("a = 1 \\\n   2"), "a=1 2;");
+    EXPECT_EQ(loaded_tree("a = 1 \\  \t\n2"), "a=1 2;") << "the backslash is the last after trimming";
+    EXPECT_EQ(loaded_tree("a = 1\\\n\\\n2\\\n3"), "a=123;");
+    EXPECT_EQ(loaded_tree("a\\\n=\\\n1"), "a=1;");
+    EXPECT_EQ(loaded_tree("\\\na = 1"), "a=1;");
+    EXPECT_EQ(loaded_tree("a = 1\\\\\n2"), "a=1\\2;") << "only the last backslash goes";
+    EXPECT_EQ(loaded_tree("a = 12345\\\n6\nb = 1"), "a=123456;b=1;");
+    EXPECT_EQ(loaded_tree("a = b\\c"), "a=b\\c;");
+    EXPECT_EQ(loaded_tree("g = \\\n{\n}"), "g{}");
+    EXPECT_EQ(loaded_tree("a = \"1 \\\n 2\""), "a=1 2;");
 }
 
 TEST(LoaderContinuation, SurvivesEmptyLines) {
-    EXPECT_EQ(loaded("a = 1 \\\n\n  \n\r\n2\nb = 3"), "a=1 2;b=3;");
+    EXPECT_EQ(loaded_tree("a = 1 \\\n\n  \n\r\n2\nb = 3"), "a=1 2;b=3;");
 }
 
 TEST(LoaderContinuation, UnfinishedAtTheEndIsDropped) {
-    EXPECT_EQ(loaded("a = 1\nb = 2 \\\n"), "a=1;");
-    EXPECT_EQ(loaded("a = 1\nb = 2 \\"), "a=1;");
-    EXPECT_EQ(loaded("\\"), "");
-    EXPECT_EQ(loaded("g = {\na = 1\n}\n}\\\n"), "g{a=1;}") << "so is a brace";
+    EXPECT_EQ(loaded_tree("a = 1\nb = 2 \\\n"), "a=1;");
+    EXPECT_EQ(loaded_tree("a = 1\nb = 2 \\"), "a=1;");
+    EXPECT_EQ(loaded_tree("\\"), "");
+    EXPECT_EQ(loaded_tree("g = {\na = 1\n}\n}\\\n"), "g{a=1;}") << "so is a brace";
 }
 
 TEST(LoaderContinuation, NothingIsLeftOfAnEarlierLine) {
-    EXPECT_EQ(loaded("abcdefgh = 1\\\n2\nc = 3\n"), "abcdefgh=12;c=3;");
-    EXPECT_EQ(loaded("a = \\\nlonger value\nb = 1\nc =\n"), "a=longer value;b=1;");
+    EXPECT_EQ(loaded_tree("abcdefgh = 1\\\n2\nc = 3\n"), "abcdefgh=12;c=3;");
+    EXPECT_EQ(loaded_tree("a = \\\nlonger value\nb = 1\nc =\n"), "a=longer value;b=1;");
 }
 
 TEST(LoaderLength, UpTo1022CharactersAreOneLine) {
     for (const size_t length : {kLongestPiece - 2, kLongestPiece - 1})
-        EXPECT_EQ(loaded(entry_of(length) + "\nb=1\n"), entry_of(length) + ";b=1;");
+        EXPECT_EQ(loaded_tree(entry_of(length) + "\nb=1\n"), entry_of(length) + ";b=1;");
 }
 
 TEST(LoaderLength, With1023TheLineEndIsAPieceOfItsOwn) {
-    EXPECT_EQ(loaded(entry_of(kLongestPiece) + "\nb=1\n"), entry_of(kLongestPiece) + ";b=1;");
-    EXPECT_EQ(loaded(entry_of(kLongestPiece)), entry_of(kLongestPiece) + ";");
+    EXPECT_EQ(loaded_tree(entry_of(kLongestPiece) + "\nb=1\n"), entry_of(kLongestPiece) + ";b=1;");
+    EXPECT_EQ(loaded_tree(entry_of(kLongestPiece)), entry_of(kLongestPiece) + ";");
 }
 
 TEST(LoaderLength, LongerOnesAreReadInPieces) {
-    EXPECT_EQ(loaded(entry_of(kLongestPiece) + "y=2\nb=1\n"), entry_of(kLongestPiece) + ";y=2;b=1;");
-    EXPECT_EQ(loaded("#" + std::string(kLongestPiece - 1, 'x') + "a=1\n"), "a=1;") << "even of a comment";
-    EXPECT_EQ(loaded(entry_of(kLongestPiece) + entry_of(kLongestPiece, 'y') + "z=3"),
+    EXPECT_EQ(loaded_tree(entry_of(kLongestPiece) + "y=2\nb=1\n"), entry_of(kLongestPiece) + ";y=2;b=1;");
+    EXPECT_EQ(loaded_tree("#" + std::string(kLongestPiece - 1, 'x') + "a=1\n"), "a=1;") << "even of a comment";
+    EXPECT_EQ(loaded_tree(entry_of(kLongestPiece) + entry_of(kLongestPiece, 'y') + "z=3"),
               "k=" + std::string(kLongestPiece - 2, 'y') + ";z=3;");
-    EXPECT_EQ(loaded(entry_of(kLongestPiece - 3) + "   b=1\n"), entry_of(kLongestPiece - 3) + ";b=1;")
+    EXPECT_EQ(loaded_tree(entry_of(kLongestPiece - 3) + "   b=1\n"), entry_of(kLongestPiece - 3) + ";b=1;")
         << "pieces are trimmed";
-    EXPECT_EQ(loaded(std::string(3000, ' ') + "a=1"), "a=1;");
+    EXPECT_EQ(loaded_tree(std::string(3000, ' ') + "a=1"), "a=1;");
 }
 
 TEST(LoaderLength, BackslashAtTheEndOfAPieceJoinsTheNext) {
-    EXPECT_EQ(loaded(entry_of(kLongestPiece - 1) + "\\z\n"), entry_of(kLongestPiece - 1) + "z;");
+    EXPECT_EQ(loaded_tree(entry_of(kLongestPiece - 1) + "\\z\n"), entry_of(kLongestPiece - 1) + "z;");
 }
 
 TEST(LoaderLength, LogicalLineMayHave1024Characters) {
-    EXPECT_EQ(loaded(entry_of(1000) + "\\\n" + std::string(24, 'y') + "\n"),
+    EXPECT_EQ(loaded_tree(entry_of(1000) + "\\\n" + std::string(24, 'y') + "\n"),
               "k=" + std::string(998, 'x') + std::string(24, 'y') + ";");
     const std::string longest_key = std::string(1000, 'a') + "\\\n" + std::string(23, 'b') + "=\n{\n}";
-    EXPECT_EQ(loaded(longest_key), std::string(1000, 'a') + std::string(23, 'b') + "{}");
+    EXPECT_EQ(loaded_tree(longest_key), std::string(1000, 'a') + std::string(23, 'b') + "{}");
 }
 
 TEST(LoaderLength, BackslashOfAnOpenLineCountsToo) {
-    EXPECT_EQ(loaded(entry_of(1000) + "\\\n" + std::string(23, 'y') + "\\\nz\n"),
+    EXPECT_EQ(loaded_tree(entry_of(1000) + "\\\n" + std::string(23, 'y') + "\\\nz\n"),
               "k=" + std::string(998, 'x') + std::string(23, 'y') + "z;");
 }
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-std::string loaded(std::string_view content) {
+std::string loaded_silently(std::string_view content) {
     const SettingsFile file(content);
     const LogCapture capture;
     const Tree tree(configurator_load(file.path()));
@@ -28,7 +28,7 @@ struct Row {
 
 template <size_t count> void expect_trees(const Row (&rows)[count]) {
     for (const Row &row : rows)
-        EXPECT_EQ(loaded(row.content), row.tree) << row.content;
+        EXPECT_EQ(loaded_silently(row.content), row.tree) << row.content;
 }
 
 TEST(Loader, WithoutAFileThereIsNoTree) {
@@ -78,17 +78,17 @@ TEST(Loader, ClosesTheFile) {
 }
 
 TEST(Loader, TheExampleOfTheGuide) {
-    EXPECT_EQ(loaded("# storage\n"
-                     "default = user\n"
-                     "user = {\n"
-                     "    Path = \"/Data/User.db\"\n"
-                     "    readonly = no ; not yet\n"
-                     "}\n"
-                     "sys =\n"
-                     "{\n"
-                     "    list = a, \\\n"
-                     "    b\n"
-                     "}\n"),
+    EXPECT_EQ(loaded_silently("# storage\n"
+                              "default = user\n"
+                              "user = {\n"
+                              "    Path = \"/Data/User.db\"\n"
+                              "    readonly = no ; not yet\n"
+                              "}\n"
+                              "sys =\n"
+                              "{\n"
+                              "    list = a, \\\n"
+                              "    b\n"
+                              "}\n"),
               "default=user;user{path=/data/user.db;readonly=no;}sys{list=a, b;}");
 }
 
@@ -290,7 +290,7 @@ TEST(LoaderGroups, MayHoldManyEntries) {
         content += "key" + std::to_string(i) + " = " + std::to_string(i) + "\n";
         expected += "key" + std::to_string(i) + "=" + std::to_string(i) + ";";
     }
-    EXPECT_EQ(loaded(content + "}"), expected + "}");
+    EXPECT_EQ(loaded_silently(content + "}"), expected + "}");
 }
 
 } // namespace

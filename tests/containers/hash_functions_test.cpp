@@ -50,23 +50,23 @@ TEST(StringCompare, IsStrcmp) {
     EXPECT_NE(string_compare_func("ABC", "abc"), 0);
 }
 
-char cells[3];
+char neighbours[3];
 
 TEST(Trivial, HashesThePointerValue) {
     EXPECT_EQ(trivial_hash_func(nullptr), 0U);
-    EXPECT_EQ(trivial_hash_func(&cells[1]), static_cast<uint32_t>(reinterpret_cast<uintptr_t>(&cells[1])));
-    EXPECT_EQ(trivial_hash_func(&cells[1]) - trivial_hash_func(&cells[0]), 1U);
+    EXPECT_EQ(trivial_hash_func(&neighbours[1]), static_cast<uint32_t>(reinterpret_cast<uintptr_t>(&neighbours[1])));
+    EXPECT_EQ(trivial_hash_func(&neighbours[1]) - trivial_hash_func(&neighbours[0]), 1U);
 }
 
 TEST(Trivial, ComparesPointersUnsigned) {
-    EXPECT_EQ(trivial_compare_func(&cells[0], &cells[1]), -1);
-    EXPECT_EQ(trivial_compare_func(&cells[1], &cells[1]), 0);
-    EXPECT_EQ(trivial_compare_func(&cells[2], &cells[1]), 1);
-    EXPECT_EQ(trivial_compare_func(nullptr, &cells[0]), -1);
+    EXPECT_EQ(trivial_compare_func(&neighbours[0], &neighbours[1]), -1);
+    EXPECT_EQ(trivial_compare_func(&neighbours[1], &neighbours[1]), 0);
+    EXPECT_EQ(trivial_compare_func(&neighbours[2], &neighbours[1]), 1);
+    EXPECT_EQ(trivial_compare_func(nullptr, &neighbours[0]), -1);
     EXPECT_EQ(trivial_compare_func(nullptr, nullptr), 0);
     char *highest = nullptr;
     memset(&highest, 0xFF, sizeof highest);
-    EXPECT_EQ(trivial_compare_func(highest, &cells[0]), 1) << "the highest bit is no sign";
+    EXPECT_EQ(trivial_compare_func(highest, &neighbours[0]), 1) << "the highest bit is no sign";
 }
 
 TEST(Uint64, HashesHighWordXorLowWord) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "items.h"
 #include "support/counting_allocator.h"
 #include "support/death.h"
 #include "support/log_capture.h"
@@ -13,11 +14,6 @@
 namespace {
 
 constexpr size_t kWord = sizeof(void *);
-
-char cells[65536];
-void *item(size_t n) {
-    return &cells[n];
-}
 
 std::vector<void *> freed;
 void note_freed(void *given) {

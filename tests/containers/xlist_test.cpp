@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "items.h"
 #include "support/counting_allocator.h"
 #include "support/death.h"
 
@@ -10,11 +11,6 @@
 #include <vector>
 
 namespace {
-
-char cells[16];
-void *item(size_t n) {
-    return &cells[n];
-}
 
 std::vector<void *> items_of(const xlist *list) {
     std::vector<void *> items;

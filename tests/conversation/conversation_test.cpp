@@ -17,10 +17,6 @@ using varnel::protocol::Status;
 
 namespace {
 
-Bytes answer(const std::string &text, std::uint32_t code = control_get) {
-    return ok(code).add(text).encode();
-}
-
 std::string ask(Peer &peer) {
     return std::string(peer.conversation().request(get_request(), Repeat::never).text(1));
 }

@@ -69,10 +69,6 @@ protected:
     std::unique_ptr<Conversation> conversation_;
 };
 
-Bytes answer(const std::string &text) {
-    return ok(control_get).add(text).encode();
-}
-
 } // namespace
 
 TEST_F(Datagrams, CarryARequestAndItsAnswer) {

@@ -82,6 +82,10 @@ Message ok(std::uint32_t code) {
     return message;
 }
 
+Bytes answer(const std::string &text, std::uint32_t code) {
+    return ok(code).add(text).encode();
+}
+
 Message event(std::uint64_t revision, const std::string &name, const std::string &value) {
     Message message(control_changed);
     message.add(revision).add(std::uint32_t{varnel::protocol::kEventHasValue}).add("user").add("lamps").add(name);

@@ -30,6 +30,9 @@ std::vector<Header> headers_of(const Bytes &bytes);
 // An answer that begins with status ok.
 Message ok(std::uint32_t code);
 
+// The bytes of one with a text behind it.
+Bytes answer(const std::string &text, std::uint32_t code = control_get);
+
 // An event about a string that became "on".
 Message event(std::uint64_t revision, const std::string &name, const std::string &value = "on");
 

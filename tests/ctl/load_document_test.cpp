@@ -7,7 +7,7 @@
 
 #include <sstream>
 
-using namespace varnel::ctl;
+namespace varnel::ctl {
 
 namespace {
 
@@ -68,3 +68,5 @@ TEST(LoadDocument, DoesNotHaveAMemberTwice) {
     EXPECT_NE(complaint(R"({"groups": {"net": {}, "net": {}}})"), "none");
     EXPECT_EQ(complaint(R"({"groups": {"a": {"x": 1}, "b": {"x": 1}}})"), "none");
 }
+
+} // namespace varnel::ctl

@@ -8,8 +8,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace varnel::ctl;
-using varnel::KeyParts;
+namespace varnel::ctl {
 
 namespace {
 
@@ -135,3 +134,5 @@ TEST(Tables, DoNotLetValuesActOnTheTerminal) {
     EXPECT_EQ(text.find('\033'), std::string::npos);
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
 }
+
+} // namespace varnel::ctl

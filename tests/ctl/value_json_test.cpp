@@ -10,9 +10,7 @@
 #include <limits>
 #include <random>
 
-using namespace varnel::ctl;
-using varnel::identical;
-using varnel::Value;
+namespace varnel::ctl {
 
 namespace {
 
@@ -161,3 +159,5 @@ TEST(ValueJson, ReadsNothingElse) {
                              R"({"type":"int32","value":"5","encoding":"base64"})"})
         EXPECT_THROW(read(json), Failure) << json;
 }
+
+} // namespace varnel::ctl

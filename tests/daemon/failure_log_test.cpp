@@ -9,14 +9,14 @@ using varnel::daemon::FailureLog;
 
 namespace {
 
-constexpr std::uint64_t kMinute = 60000;
-
 using Lines = std::vector<std::string>;
 
 const std::string kComesAndGoes = "disk is full; it comes and goes, and is told again in a minute\n";
 
 class FailureLogTest : public testing::Test {
 public:
+    static constexpr std::uint64_t kMinute = 60000; // milliseconds
+
     Lines errors() const { return log_.texts(LogLine::error); }
     Lines infos() const { return log_.texts(LogLine::info); }
     FailureLog failures;

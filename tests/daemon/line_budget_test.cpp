@@ -9,12 +9,12 @@ using varnel::daemon::LineBudget;
 
 namespace {
 
-constexpr std::uint64_t kMinute = 60000;
-
 using Lines = std::vector<std::string>;
 
 class LineBudgetTest : public testing::Test {
 public:
+    static constexpr std::uint64_t kMinute = 60000; // milliseconds
+
     // Asks for lines, and how many of them may be logged.
     std::uint64_t allowed(std::uint64_t lines, std::uint64_t now) {
         std::uint64_t count = 0;

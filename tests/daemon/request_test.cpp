@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/request.h"
 
+#include "silent_session.h"
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -13,13 +15,6 @@ using varnel::protocol::Received;
 using varnel::protocol::Status;
 
 namespace {
-
-class SilentSession final : public Session {
-public:
-    SilentSession() : Session(1, "connection 1") {}
-    void answer(std::uint32_t, const Message &) override {}
-    void wake() override {}
-};
 
 // Calls body with a request made of the message: what it was refused with.
 std::string refusal_of_request(const Message &message, const std::function<void(const Request &)> &body) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/session.h"
 
+#include "silent_session.h"
+
 #include "protocol/protocol.h"
 
 #include <gtest/gtest.h>
@@ -9,13 +11,6 @@ using namespace varnel;
 using namespace varnel::daemon;
 
 namespace {
-
-class SilentSession final : public Session {
-public:
-    SilentSession() : Session(1, "connection 1") {}
-    void answer(std::uint32_t, const protocol::Message &) override {}
-    void wake() override {}
-};
 
 constexpr std::size_t kManyBytes = 1000000;
 

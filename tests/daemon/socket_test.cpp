@@ -148,9 +148,9 @@ TEST_F(ListenerTest, SaysThatItCannotBeMade) {
 
 TEST_F(ListenerTest, KnowsThePeer) {
     const Listener listener(settings());
-    const Fd client(socket(AF_UNIX, SOCK_STREAM, 0));
+    const Fd connecting(socket(AF_UNIX, SOCK_STREAM, 0));
     const sockaddr_un address = address_of_socket();
-    ASSERT_EQ(connect(client.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(connect(connecting.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
     const Fd accepted(accept(listener.get(), nullptr, nullptr));
     EXPECT_EQ(peer_of(accepted.get()), "pid " + std::to_string(getpid()) + ", user " + std::to_string(getuid()) +
                                            ", group " + std::to_string(getgid()));

@@ -45,17 +45,9 @@ TEST(XdataCopy, StringsWithoutBufferOrLength) {
     }
 }
 
-struct Width {
-    xdata_type type;
-    size_t bytes;
-};
-
-constexpr Width kWidths[] = {{XDATA_INT32, 4}, {XDATA_UINT32, 4}, {XDATA_INT64, 8},  {XDATA_UINT64, 8},
-                             {XDATA_FLOAT, 4}, {XDATA_DOUBLE, 8}, {XDATA_BOOLEAN, 1}};
-
 TEST(XdataCopy, ScalarsCopyTheirBytes) {
     const CountingAllocator allocator;
-    for (const Width &row : kWidths) {
+    for (const Width &row : kScalars) {
         SCOPED_TRACE(row.type);
         const xdata source = filled(row.type, 0x7F);
         xdata copy = filled(XDATA_TYPE_END, 0xEE);
@@ -120,7 +112,7 @@ TEST(XdataDup, IsADeepCopy) {
         EXPECT_NE(copy->value.s.str, text->value.s.str);
         EXPECT_STREQ(copy->value.s.str, "abc");
         EXPECT_EQ(xdata_cmp(text.get(), copy.get()), 0);
-        for (const Width &row : kWidths) {
+        for (const Width &row : kScalars) {
             const xdata source = filled(row.type, 0x7F);
             const Value scalar(xdata_dup(&source));
             EXPECT_EQ(scalar->type, row.type);

@@ -51,6 +51,15 @@ inline std::string text_of(const xdata *x) {
     return copy;
 }
 
+// Of the scalars, and the bytes that they take.
+struct Width {
+    xdata_type type;
+    size_t bytes;
+};
+
+inline constexpr Width kScalars[] = {{XDATA_INT32, 4}, {XDATA_UINT32, 4}, {XDATA_INT64, 8},  {XDATA_UINT64, 8},
+                                     {XDATA_FLOAT, 4}, {XDATA_DOUBLE, 8}, {XDATA_BOOLEAN, 1}};
+
 inline constexpr xdata_type kNoTypes[] = {0, 9, 10, 255, 256 + 1, 0x80000001, UINT32_MAX};
 
 } // namespace xdata_test

@@ -42,16 +42,10 @@ TEST(XdataNew, ScalarsCopyTheirNativeForm) {
     EXPECT_EQ(allocator.live_blocks(), 0U);
 }
 
-struct Width {
-    xdata_type type;
-    size_t bytes;
-};
-
-constexpr Width kWidths[] = {{XDATA_INT32, 4}, {XDATA_UINT32, 4}, {XDATA_INT64, 8},   {XDATA_UINT64, 8},
-                             {XDATA_FLOAT, 4}, {XDATA_DOUBLE, 8}, {XDATA_BOOLEAN, 1}, {XDATA_TYPE_END, 0}};
-
 TEST(XdataNew, TakesExactlyTheBytesOfTheTypeAndLeavesTheRestZero) {
-    for (const Width &row : kWidths) {
+    std::vector<Width> rows(std::begin(kScalars), std::end(kScalars));
+    rows.push_back({XDATA_TYPE_END, 0});
+    for (const Width &row : rows) {
         SCOPED_TRACE(row.type);
         // An odd address, and nothing behind the value's own bytes.
         const std::unique_ptr<char[]> block(new char[1 + row.bytes]);

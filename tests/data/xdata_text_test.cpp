@@ -14,13 +14,13 @@ using namespace xdata_test;
 
 namespace {
 
-struct TextCase {
+struct ValueText {
     std::function<Value()> make;
     const char *type;
     const char *text;
 };
 
-const TextCase kCases[] = {
+const ValueText kValueTexts[] = {
     {[] { return make_text("abc"); }, "string", "abc"},
     {[] { return make_text(""); }, "string", ""},
     {[] { return make_text("100% %s"); }, "string", "100% %s"},
@@ -41,7 +41,7 @@ const TextCase kCases[] = {
 
 TEST(XdataValueAsChar, TextForms) {
     const CountingAllocator allocator;
-    for (const TextCase &row : kCases) {
+    for (const ValueText &row : kValueTexts) {
         const Value x = row.make();
         char *const text = xdata_value_as_char(x.get());
         EXPECT_STREQ(text, row.text);
@@ -119,7 +119,7 @@ TEST(XdataValueAsChar, ForNoTypeTheBufferGoesToThePlatformsFree) {
     allocator.forget(allocator.last_block()); // a leak otherwise, which the leak checker would report
 }
 
-std::vector<std::string> logged(const xdata *x) {
+std::vector<std::string> logged_value(const xdata *x) {
     const LogCapture log;
     xdata_out(x);
     EXPECT_EQ(log.lines().size(), 1U);
@@ -127,8 +127,8 @@ std::vector<std::string> logged(const xdata *x) {
 }
 
 TEST(XdataOut, LogsTypeAndValueInOneDebugLine) {
-    for (const TextCase &row : kCases)
-        EXPECT_EQ(logged(row.make().get()),
+    for (const ValueText &row : kValueTexts)
+        EXPECT_EQ(logged_value(row.make().get()),
                   std::vector<std::string>{std::string("xdata: ") + row.type + " = " + row.text + "\n"});
 }
 
@@ -141,35 +141,35 @@ TEST(XdataOut, PassesItsFormatAndPrefix) {
 }
 
 TEST(XdataOut, NullAndNoType) {
-    EXPECT_EQ(logged(nullptr), std::vector<std::string>{"xdata is null.\n"});
+    EXPECT_EQ(logged_value(nullptr), std::vector<std::string>{"xdata is null.\n"});
     for (const xdata_type type : kNoTypes) {
         const xdata x = filled(type, 0);
-        EXPECT_EQ(logged(&x), std::vector<std::string>{"xdata: [unknown] = [unknown]\n\n"});
+        EXPECT_EQ(logged_value(&x), std::vector<std::string>{"xdata: [unknown] = [unknown]\n\n"});
     }
 }
 
 TEST(XdataOut, IsCutTo1023Characters) {
     const std::string characters(2000, 'x');
     const std::string line = "string = " + characters;
-    EXPECT_EQ(logged(make_text(characters.c_str()).get()),
+    EXPECT_EQ(logged_value(make_text(characters.c_str()).get()),
               std::vector<std::string>{"xdata: " + line.substr(0, 1023) + "\n"});
     const std::string fits(1023 - strlen("string = "), 'y');
-    EXPECT_EQ(logged(make_text(fits.c_str()).get()), std::vector<std::string>{"xdata: string = " + fits + "\n"});
+    EXPECT_EQ(logged_value(make_text(fits.c_str()).get()), std::vector<std::string>{"xdata: string = " + fits + "\n"});
 }
 
 TEST(XdataOut, ANumberIsNotCutTo63Characters) {
     char expected[400];
     snprintf(expected, sizeof expected, "xdata: double = %f\n", DBL_MAX);
-    EXPECT_EQ(logged(make<double>(XDATA_DOUBLE, DBL_MAX).get()), std::vector<std::string>{expected});
+    EXPECT_EQ(logged_value(make<double>(XDATA_DOUBLE, DBL_MAX).get()), std::vector<std::string>{expected});
 }
 
 TEST(XdataOut, AStringWithoutBufferAndASetBoolean) {
     xdata x = {};
     xdata_set_string(&x, nullptr, 1);
-    EXPECT_EQ(logged(&x), std::vector<std::string>{"xdata: string = (null)\n"});
+    EXPECT_EQ(logged_value(&x), std::vector<std::string>{"xdata: string = (null)\n"});
     if (__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__) {
         xdata_set_boolean(&x, 1);
-        EXPECT_EQ(logged(&x), std::vector<std::string>{"xdata: boolean = false\n"});
+        EXPECT_EQ(logged_value(&x), std::vector<std::string>{"xdata: boolean = false\n"});
     }
 }
 

@@ -15,7 +15,7 @@ using namespace xkey_test;
 
 namespace {
 
-struct TextCase {
+struct KeyText {
     const char *layer;
     const char *group;
     const char *name;
@@ -23,7 +23,7 @@ struct TextCase {
     const char *line;
 };
 
-constexpr TextCase kCases[] = {
+constexpr KeyText kKeyTexts[] = {
     {nullptr, nullptr, nullptr, "default", "default:default:NULL"},
     {nullptr, nullptr, "ip", "default:default:ip", "default:default:ip"},
     {"default", "net", "ip", "default:net:ip", "default:net:ip"},
@@ -35,7 +35,7 @@ constexpr TextCase kCases[] = {
 
 TEST(XkeyToString, JoinsWhatThereIsInABlockOfJustThatSize) {
     const CountingAllocator allocator;
-    for (const TextCase &row : kCases) {
+    for (const KeyText &row : kKeyTexts) {
         SCOPED_TRACE(row.text);
         const Key key(xkey_new(row.layer, row.group, row.name));
         char *const text = xkey_to_string(key.get());
@@ -157,7 +157,7 @@ TEST(XkeyTextDeathTest, LengthsWhoseSumWrapsAreExhaustedMemory) {
     EXPECT_ABORT(xkey_to_string(&three), message);
 }
 
-std::vector<std::string> logged(const xkey *key) {
+std::vector<std::string> logged_key(const xkey *key) {
     const LogCapture log;
     xkey_out(key);
     EXPECT_EQ(log.lines().size(), 1U);
@@ -165,16 +165,16 @@ std::vector<std::string> logged(const xkey *key) {
 }
 
 TEST(XkeyOut, InventsDefaultsAndNamesTheAbsentName) {
-    for (const TextCase &row : kCases) {
+    for (const KeyText &row : kKeyTexts) {
         const Key key(xkey_new(row.layer, row.group, row.name));
-        EXPECT_EQ(logged(key.get()), std::vector<std::string>{std::string("xkey: ") + row.line + "\n"});
+        EXPECT_EQ(logged_key(key.get()), std::vector<std::string>{std::string("xkey: ") + row.line + "\n"});
     }
     const xkey absent = {};
-    EXPECT_EQ(logged(&absent), std::vector<std::string>{"xkey: default:default:NULL\n"});
+    EXPECT_EQ(logged_key(&absent), std::vector<std::string>{"xkey: default:default:NULL\n"});
 }
 
 TEST(XkeyOut, NullHasItsOwnLine) {
-    EXPECT_EQ(logged(nullptr), std::vector<std::string>{"xkey is null.\n"});
+    EXPECT_EQ(logged_key(nullptr), std::vector<std::string>{"xkey is null.\n"});
 }
 
 TEST(XkeyOut, PassesItsFormatAndPrefix) {
@@ -191,7 +191,7 @@ TEST(XkeyOut, IsCutTo1023CharactersAndHeedsNoLengths) {
     std::string group(600, 'g');
     const xkey key = {{layer.data(), 0}, {group.data(), UINT32_MAX}, {group.data(), 1}};
     const std::string line = layer + ":" + group + ":" + group;
-    EXPECT_EQ(logged(&key), std::vector<std::string>{"xkey: " + line.substr(0, 1023) + "\n"});
+    EXPECT_EQ(logged_key(&key), std::vector<std::string>{"xkey: " + line.substr(0, 1023) + "\n"});
 }
 
 } // namespace

@@ -84,7 +84,7 @@ TEST(XpairFree, TakesNull) {
     EXPECT_TRUE(released.empty());
 }
 
-std::vector<std::string> logged(const xpair *pair) {
+std::vector<std::string> logged_pair(const xpair *pair) {
     const LogCapture log;
     xpair_out(pair);
     EXPECT_EQ(log.lines().size(), log.texts(LogLine::debug).size()) << "debug lines only";
@@ -94,16 +94,16 @@ std::vector<std::string> logged(const xpair *pair) {
 TEST(XpairOut, LogsKeyAndValueBetweenRules) {
     const int32_t five = 5;
     xpair *const pair = xpair_new(xkey_new("user", "net", nullptr), xdata_new(XDATA_INT32, &five), nullptr);
-    EXPECT_EQ(logged(pair), (std::vector<std::string>{"xpair ------\n", "xkey: user:net:NULL\n", "xdata: int32_t = 5\n",
-                                                      "------------\n"}));
+    EXPECT_EQ(logged_pair(pair), (std::vector<std::string>{"xpair ------\n", "xkey: user:net:NULL\n",
+                                                           "xdata: int32_t = 5\n", "------------\n"}));
     xpair_basefree(pair);
 }
 
 TEST(XpairOut, NullParts) {
     const xpair pair = {};
-    EXPECT_EQ(logged(&pair),
+    EXPECT_EQ(logged_pair(&pair),
               (std::vector<std::string>{"xpair ------\n", "xkey is null.\n", "xdata is null.\n", "------------\n"}));
-    EXPECT_EQ(logged(nullptr), std::vector<std::string>{"xpair is null.\n"});
+    EXPECT_EQ(logged_pair(nullptr), std::vector<std::string>{"xpair is null.\n"});
 }
 
 TEST(XpairDeathTest, NewAbortsWithoutMemory) {

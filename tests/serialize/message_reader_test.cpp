@@ -7,14 +7,6 @@
 
 namespace {
 
-Bytes message(uint16_t control, uint32_t count, const Bytes &entries) {
-    return join({{0x06, 0x72},
-                 big_endian(control),
-                 big_endian(static_cast<uint32_t>(12 + entries.size())),
-                 big_endian(count),
-                 entries});
-}
-
 // A scalar's bytes as read_message reports them.
 template <class T> Bytes value(T bits) {
     const Bytes bytes = host_order(bits);

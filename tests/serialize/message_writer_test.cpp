@@ -15,15 +15,6 @@ Bytes written(uint32_t control, const Params &params) {
     return bytes;
 }
 
-// A message's bytes, as they have to be.
-Bytes message(uint16_t control, uint32_t count, const Bytes &entries) {
-    return join({{0x06, 0x72},
-                 big_endian(control),
-                 big_endian(static_cast<uint32_t>(12 + entries.size())),
-                 big_endian(count),
-                 entries});
-}
-
 struct EntryRow {
     const char *name;
     xdata value;

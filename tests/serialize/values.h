@@ -27,6 +27,15 @@ template <class T> T scalar_of(const xdata &x) {
     return bits;
 }
 
+// A message's bytes, as they have to be.
+inline Bytes message(uint16_t control, uint32_t count, const Bytes &entries) {
+    return join({{0x06, 0x72},
+                 big_endian(control),
+                 big_endian(static_cast<uint32_t>(12 + entries.size())),
+                 big_endian(count),
+                 entries});
+}
+
 // A string value that borrows its bytes.
 inline xdata string_value(Bytes &bytes) {
     xdata x = {};

@@ -17,10 +17,6 @@ using varnel::backend_new;
 
 constexpr size_t kLongestPath = 255;
 
-Backends load(std::string_view content) {
-    return Backends(backends_load(nullptr, tree_of(content).get()));
-}
-
 // The folder of modules, written so that the path to "/store.so" in it has length characters.
 std::string padded_folder(size_t length) {
     std::string folder = TEST_MODULE_DIR;
@@ -73,7 +69,7 @@ TEST(BackendLoadLibrary, NeedsABackendWithATable) {
 }
 
 TEST(BackendLoadLibrary, ResolvesEveryEntryPoint) {
-    const Backends map = load("store = {\n}");
+    const Backends map = load_backends("store = {\n}");
     backend *const b = backend_of(map.get(), "store");
     const LogCapture capture;
     EXPECT_EQ(backend_load_library(b, TEST_MODULE_DIR), 0);
@@ -89,7 +85,8 @@ TEST(BackendLoadLibrary, ResolvesEveryEntryPoint) {
 }
 
 TEST(BackendLoadLibrary, OpensTheModuleOfItsName) {
-    const Backends map = load("a = {\nlibrary = store\n}\nb = {\nlibrary = store.so\n}\nstore = {\n}\nstore.so = {\n}");
+    const Backends map =
+        load_backends("a = {\nlibrary = store\n}\nb = {\nlibrary = store.so\n}\nstore = {\n}\nstore.so = {\n}");
     for (const char *const name : {"a", "b", "store", "store.so"}) {
         backend *const b = backend_of(map.get(), name);
         EXPECT_EQ(backend_load_library(b, TEST_MODULE_DIR), 0) << name;
@@ -99,7 +96,7 @@ TEST(BackendLoadLibrary, OpensTheModuleOfItsName) {
 
 TEST(BackendLoadLibrary, WithoutAFolderLooksInTheWorkingOne) {
     const WorkingFolder folder(TEST_MODULE_DIR);
-    const Backends map = load("store = {\n}");
+    const Backends map = load_backends("store = {\n}");
     EXPECT_EQ(backend_load_library(backend_of(map.get(), "store"), nullptr), 0);
     EXPECT_EQ(call_entry(backend_of(map.get(), "store"), "get"), STORE_GET);
 }
@@ -112,13 +109,14 @@ TEST(BackendLoadLibrary, LibraryThatIsAGroupCountsAsNone) {
 }
 
 TEST(BackendLoadLibrary, PathMayHave255Characters) {
-    const Backends map = load("store = {\n}");
+    const Backends map = load_backends("store = {\n}");
     EXPECT_EQ(backend_load_library(backend_of(map.get(), "store"), padded_folder(kLongestPath).c_str()), 0);
 }
 
 TEST(BackendLoadLibrary, FollowsTheFunctionGroup) {
-    const Backends map = load("renamed = {\nfunction = {\nget = my_get\n}\n}\n"
-                              "extra = {\nfunction = {\nget = my_get\ndump = my_dump\nset = module_list_all\n}\n}");
+    const Backends map =
+        load_backends("renamed = {\nfunction = {\nget = my_get\n}\n}\n"
+                      "extra = {\nfunction = {\nget = my_get\ndump = my_dump\nset = module_list_all\n}\n}");
     backend *const renamed = backend_of(map.get(), "renamed");
     backend *const extra = backend_of(map.get(), "extra");
     EXPECT_EQ(backend_load_library(renamed, TEST_MODULE_DIR), 0);
@@ -131,7 +129,7 @@ TEST(BackendLoadLibrary, FollowsTheFunctionGroup) {
 }
 
 TEST(BackendLoadLibrary, CopiesShareHandleAndAddresses) {
-    const Backends map = load("store = {\n}");
+    const Backends map = load_backends("store = {\n}");
     backend *const b = backend_of(map.get(), "store");
     ASSERT_EQ(backend_load_library(b, TEST_MODULE_DIR), 0);
     const OwnedBackend copy(backend_dup(map.get(), "store"));
@@ -145,7 +143,7 @@ TEST(BackendFreeLibrary, ClosesTheModule) {
     const std::string path = module_path("unloadable");
     ASSERT_FALSE(is_loaded(path));
     {
-        const Backends map = load("unloadable = {\n}");
+        const Backends map = load_backends("unloadable = {\n}");
         ASSERT_EQ(backend_load_library(backend_of(map.get(), "unloadable"), TEST_MODULE_DIR), 0);
         EXPECT_TRUE(is_loaded(path));
     }
@@ -160,7 +158,7 @@ TEST(BackendFreeLibrary, EveryCopyClosesOnceMore) {
         handle = dlopen(path.c_str(), RTLD_LAZY);
     ASSERT_NE(handle, nullptr);
     {
-        const Backends map = load("unloadable = {\n}");
+        const Backends map = load_backends("unloadable = {\n}");
         ASSERT_EQ(backend_load_library(backend_of(map.get(), "unloadable"), TEST_MODULE_DIR), 0);
         for (int i = 0; i < copies; ++i)
             backend_free(backend_dup(map.get(), "unloadable"));

@@ -10,10 +10,6 @@
 
 namespace {
 
-Backends load(std::string_view content) {
-    return Backends(backends_load(nullptr, tree_of(content).get()));
-}
-
 // The keys of a map in order, each followed by a space.
 std::string keys_of(hashmap *map) {
     std::string keys;
@@ -26,13 +22,13 @@ std::string keys_of(hashmap *map) {
 
 TEST(BackendsLoad, WithoutConfigurationReturnsTheMap) {
     EXPECT_EQ(backends_load(nullptr, nullptr), nullptr);
-    const Backends map = load("a = {\n}");
+    const Backends map = load_backends("a = {\n}");
     EXPECT_EQ(backends_load(map.get(), nullptr), map.get());
     EXPECT_EQ(keys_of(map.get()), "a ");
 }
 
 TEST(BackendsLoad, EmptyConfigurationGivesAnEmptyMap) {
-    const Backends map = load("");
+    const Backends map = load_backends("");
     ASSERT_NE(map, nullptr);
     EXPECT_EQ(hashmap_size(map.get()), 0U);
     EXPECT_EQ(map->hash_fn, &string_hash_func);
@@ -41,7 +37,7 @@ TEST(BackendsLoad, EmptyConfigurationGivesAnEmptyMap) {
 
 TEST(BackendsLoad, MakesABackendOfEveryGroupInSlotOrder) {
     const LogCapture capture;
-    const Backends map = load("zeta = {\n}\nplain = text\nalpha = {\nx = 1\n}\nbeta =\n{\n}");
+    const Backends map = load_backends("zeta = {\n}\nplain = text\nalpha = {\nx = 1\n}\nbeta =\n{\n}");
     EXPECT_EQ(keys_of(map.get()), "zeta alpha beta ");
     for (const char *const name : {"zeta", "alpha", "beta"}) {
         const backend *const b = backend_of(map.get(), name);
@@ -55,7 +51,7 @@ TEST(BackendsLoad, MakesABackendOfEveryGroupInSlotOrder) {
 }
 
 TEST(BackendsLoad, KeyIsACopyOfTheName) {
-    const Backends map = load("a = {\n}");
+    const Backends map = load_backends("a = {\n}");
     const auto *const key = static_cast<const char *>(hashmap_first_key(map.get()));
     EXPECT_STREQ(key, "a");
     EXPECT_NE(key, backend_of(map.get(), "a")->name);
@@ -80,7 +76,7 @@ TEST(BackendsLoad, SkipsHoles) {
 }
 
 TEST(BackendsLoad, AddsToAMap) {
-    Backends map = load("a = {\n}");
+    Backends map = load_backends("a = {\n}");
     hashmap *const before = map.get();
     EXPECT_EQ(backends_load(before, tree_of("b = {\n}").get()), before);
     EXPECT_EQ(keys_of(before), "a b ");
@@ -89,7 +85,7 @@ TEST(BackendsLoad, AddsToAMap) {
 TEST(BackendsLoad, NameThatIsThereKeepsItsBackend) {
     CountingAllocator allocator;
     {
-        const Backends map = load("a = {\nx = 1\n}");
+        const Backends map = load_backends("a = {\nx = 1\n}");
         const backend *const first = backend_of(map.get(), "a");
         const size_t blocks = allocator.live_blocks();
         backends_load(map.get(), tree_of("a = {\nx = 2\nfunction = {\nget = my_get\n}\n}").get());
@@ -102,12 +98,13 @@ TEST(BackendsLoad, NameThatIsThereKeepsItsBackend) {
 }
 
 TEST(BackendsLoadSettings, AreCopiedInOrderWithoutFunction) {
-    const Backends map = load("a = {\nlibrary = store\nreadonly = yes\nfunction = {\n}\npriority = 3\nown = x\n}");
+    const Backends map =
+        load_backends("a = {\nlibrary = store\nreadonly = yes\nfunction = {\n}\npriority = 3\nown = x\n}");
     EXPECT_EQ(tree_text(backend_of(map.get(), "a")->config), "library=store;readonly=yes;priority=3;own=x;");
 }
 
 TEST(BackendsLoadSettings, FunctionAloneMakesNoSettings) {
-    const Backends map = load("a = {\nfunction = {\nget = my_get\n}\n}");
+    const Backends map = load_backends("a = {\nfunction = {\nget = my_get\n}\n}");
     EXPECT_EQ(backend_of(map.get(), "a")->config, nullptr);
 }
 
@@ -135,7 +132,8 @@ TEST(BackendsLoadSettings, KeepTheirTypes) {
 }
 
 TEST(BackendsLoadFunction, RenamesAndAdds) {
-    const Backends map = load("a = {\nfunction = {\nget = my_get\ndump = my_dump\nsync = my_sync\n}\n}\nb = {\n}");
+    const Backends map =
+        load_backends("a = {\nfunction = {\nget = my_get\ndump = my_dump\nsync = my_sync\n}\n}\nb = {\n}");
     EXPECT_EQ(functions_of(backend_of(map.get(), "a")),
               "init=module_init;destroy=module_destroy;set=module_set_value;unset=module_unset_value;get=my_get;"
               "list=module_list_all;sync=my_sync;dump=my_dump;");
@@ -161,7 +159,7 @@ TEST(BackendsLoadFunction, NameIsComparedExactly) {
 
 TEST(BackendsLoadFunction, WhatIsNotAGroupOfStringsIsIgnored) {
     const Backends map =
-        load("a = {\nfunction = my_get\n}\nb = {\nfunction = {\nget = {\nx = 1\n}\nset = my_set\n}\n}");
+        load_backends("a = {\nfunction = my_get\n}\nb = {\nfunction = {\nget = {\nx = 1\n}\nset = my_set\n}\n}");
     EXPECT_EQ(functions_of(backend_of(map.get(), "a")), kDefaultFunctions);
     EXPECT_EQ(backend_of(map.get(), "a")->config, nullptr);
     EXPECT_EQ(functions_of(backend_of(map.get(), "b")),
@@ -171,7 +169,7 @@ TEST(BackendsLoadFunction, WhatIsNotAGroupOfStringsIsIgnored) {
 
 TEST(BackendsLoadDeathTest, SettingsDictionaryMessage) {
     const Tree config = tree_of("a = {\nx = 1\n}");
-    const size_t without_settings = count_allocations([] { backends_free(load("a = {\n}").release()); }) -
+    const size_t without_settings = count_allocations([] { backends_free(load_backends("a = {\n}").release()); }) -
                                     count_allocations([] { tree_of("a = {\n}"); });
     // The record of the dictionary is indispensable as such; without its slots the settings would be lost.
     for (size_t array = 2; array <= 5; ++array)

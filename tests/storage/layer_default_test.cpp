@@ -8,11 +8,12 @@
 
 namespace {
 
-constexpr char kBackends[] = "a = {\n}\nb = {\n}";
 constexpr char kTwoLayers[] = "user = {\na = {\n}\n}\nsys = {\nb = {\n}\n}\n";
 
 class LayerDefault : public testing::Test {
 protected:
+    static constexpr char kBackends[] = "a = {\n}\nb = {\n}";
+
     void init(const std::string &content) {
         layers_.reset(layers_init(backends_.get(), tree_of(content).get()));
         ASSERT_NE(layers_, nullptr);

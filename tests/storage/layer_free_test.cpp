@@ -8,11 +8,12 @@
 
 namespace {
 
-constexpr char kBackends[] = "a = {\nlibrary = store\npriority = 1\n}\nb = {\nlibrary = store\npriority = 5\n}\n"
-                             "c = {\nlibrary = store\n}";
-
 class LayerFree : public testing::Test {
 protected:
+    static constexpr char kBackends[] =
+        "a = {\nlibrary = store\npriority = 1\n}\nb = {\nlibrary = store\npriority = 5\n}\n"
+        "c = {\nlibrary = store\n}";
+
     hashmap *init(std::string_view content) {
         hashmap *const layers = layers_init(backends_.get(), tree_of(content).get());
         ModuleObserver::events().clear();

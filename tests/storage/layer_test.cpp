@@ -10,12 +10,12 @@
 
 namespace {
 
-constexpr char kBackends[] = "a = {\nlibrary = store\nmode = own\npriority = 1\n}\n"
-                             "b = {\nlibrary = store\npriority = 5\n}\n"
-                             "c = {\nlibrary = store\n}";
-
 class LayerTest : public testing::Test {
 protected:
+    static constexpr char kBackends[] = "a = {\nlibrary = store\nmode = own\npriority = 1\n}\n"
+                                        "b = {\nlibrary = store\npriority = 5\n}\n"
+                                        "c = {\nlibrary = store\n}";
+
     hashmap *init(std::string_view content) {
         layers_.reset(layers_init(backends_.get(), tree_of(content).get()));
         return layers_.get();

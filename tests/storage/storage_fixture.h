@@ -26,6 +26,11 @@ struct BackendsDeleter {
 };
 using Backends = std::unique_ptr<hashmap, BackendsDeleter>;
 
+// Records as the configuration makes them, their modules not loaded.
+inline Backends load_backends(std::string_view content) {
+    return Backends(backends_load(nullptr, tree_of(content).get()));
+}
+
 struct BackendDeleter {
     void operator()(backend *b) const { backend_free(b); }
 };

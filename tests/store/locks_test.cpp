@@ -10,7 +10,6 @@ namespace varnel::test {
 namespace {
 
 constexpr std::uint32_t kLong = 60000; // milliseconds
-constexpr std::uint32_t kBriefly = 50;
 
 Message lock_message(const char *group, const char *name, std::uint32_t wait) {
     return message(control_lock, "volatile", group, name, wait);

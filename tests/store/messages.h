@@ -54,6 +54,8 @@ constexpr std::uint32_t kInMemory = 0;
 constexpr std::uint32_t kInFile = 1;
 constexpr std::uint32_t kInFolder = 2;
 
+constexpr std::uint32_t kBriefly = 50; // milliseconds to wait for a lock
+
 inline Message set_message(const std::string &layer, const std::string &group, const std::string &name, Value value) {
     return message(control_set, layer, kInMemory, kNoFlags, group, name, std::move(value));
 }

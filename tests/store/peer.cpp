@@ -36,10 +36,6 @@ Bytes header(std::uint32_t id, std::uint32_t count, std::uint32_t index, std::ui
     return bytes;
 }
 
-[[noreturn]] void fail(const char *what) {
-    throw std::runtime_error(std::string(what) + ": " + std::strerror(errno));
-}
-
 sockaddr_in loopback(std::uint16_t port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -55,7 +51,7 @@ void bind_below_32768(int fd) {
         if (bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
             return;
     }
-    fail("no free port");
+    fail_with_errno("no free port");
 }
 
 } // namespace
@@ -87,7 +83,7 @@ Peer Peer::over_unix(const std::string &path) {
     std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
     Peer peer(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (connect(peer.fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
-        fail("connect");
+        fail_with_errno("connect");
     return peer;
 }
 
@@ -97,10 +93,10 @@ Peer Peer::over_udp(std::uint16_t port, std::uint16_t own) {
     if (own == 0)
         bind_below_32768(peer.fd_);
     else if (bind(peer.fd_, reinterpret_cast<const sockaddr *>(&here), sizeof here) != 0)
-        fail("bind");
+        fail_with_errno("bind");
     const sockaddr_in there = loopback(port);
     if (connect(peer.fd_, reinterpret_cast<const sockaddr *>(&there), sizeof there) != 0)
-        fail("connect");
+        fail_with_errno("connect");
     return peer;
 }
 

@@ -19,20 +19,16 @@ namespace {
 
 constexpr int kPause = 2; // milliseconds between two looks
 
-[[noreturn]] void fail(const char *what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
 void make_pipe(int (&ends)[2]) {
     if (pipe2(ends, O_CLOEXEC) != 0)
-        fail("pipe");
+        fail_with_errno("pipe");
 }
 
 // A file without a name, so that no pipe's size bounds the input.
 int file_with(const std::string &text) {
     std::FILE *const file = std::tmpfile();
     if (file == nullptr || std::fwrite(text.data(), 1, text.size(), file) != text.size() || std::fflush(file) != 0)
-        fail("input");
+        fail_with_errno("input");
     const int fd = fcntl(fileno(file), F_DUPFD_CLOEXEC, 3);
     std::fclose(file);
     lseek(fd, 0, SEEK_SET);
@@ -63,6 +59,10 @@ int error_target(const ProcessOptions &options, int pipe_end) {
 
 } // namespace
 
+void fail_with_errno(const char *what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
 bool eventually(const std::function<bool()> &condition, const Deadline &deadline) {
     while (!condition()) {
         if (deadline.passed())
@@ -81,7 +81,7 @@ Process::Process(const std::vector<std::string> &arguments, const ProcessOptions
     const int error = error_target(options, err[1]);
     pid_ = fork();
     if (pid_ < 0)
-        fail("fork");
+        fail_with_errno("fork");
     if (pid_ == 0) {
         dup2(input, STDIN_FILENO);
         dup2(out[1], STDOUT_FILENO);

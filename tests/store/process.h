@@ -21,6 +21,9 @@ inline Deadline patience() {
     return Deadline::after(kPatience);
 }
 
+// Throws what errno says: a call of the system that a test needs has failed.
+[[noreturn]] void fail_with_errno(const char *what);
+
 // Whether condition becomes true in time. It is asked again and again.
 bool eventually(const std::function<bool()> &condition, const Deadline &deadline = patience());
 

@@ -11,8 +11,6 @@ namespace varnel::test {
 
 namespace {
 
-constexpr std::uint32_t kBriefly = 50; // milliseconds
-
 Received ask(const Daemon &daemon, const Message &request) {
     return Peer::over_unix(daemon.socket).ask(1, request);
 }

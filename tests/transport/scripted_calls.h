@@ -73,6 +73,13 @@ private:
     int next_byte_ = 'a';
 };
 
+constexpr int kFd = CallScript::kDescriptor;
+
+// A format of the log as it is printed.
+inline std::string with_errno(std::string format, int error) {
+    return format.replace(format.find("%m"), 2, strerror(error));
+}
+
 // The C library's function of this name.
 template <class Function> Function *next_function(const char *name) {
     const int saved_errno = errno;

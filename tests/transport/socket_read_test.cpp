@@ -35,8 +35,6 @@ ssize_t recvfrom(int fd, void *buffer, size_t size, int flags, sockaddr *from, s
 
 namespace {
 
-constexpr int kFd = CallScript::kDescriptor;
-
 // A read function with its flags and source filled in.
 struct Reader {
     const char *name;
@@ -70,10 +68,6 @@ Outcome run(const Reader &reader, int fd, uint32_t length) {
     for (uint32_t i = 0; i < length; ++i)
         outcome.buffer += buffer[i] != 0 ? static_cast<char>(buffer[i]) : '.';
     return outcome;
-}
-
-std::string with_errno(std::string format, int error) {
-    return format.replace(format.find("%m"), 2, strerror(error));
 }
 
 } // namespace

@@ -24,12 +24,6 @@ ssize_t sendto(int fd, const void *buffer, size_t size, int flags, const sockadd
 
 namespace {
 
-constexpr int kFd = CallScript::kDescriptor;
-
-std::string with_errno(const std::string &text, int error) {
-    return text + strerror(error) + "\n";
-}
-
 std::vector<Bytes> offered(const CallScript &script) {
     std::vector<Bytes> all;
     for (const auto &call : script.calls)
@@ -77,7 +71,7 @@ TEST(Xwrite, AResultOf0EndsItWithALineOtherwise) {
         const CallScript script({{0, error}});
         const LogCapture log;
         EXPECT_EQ(xwrite(kFd, "abcdef", 6), 0);
-        EXPECT_EQ(log.texts(LogLine::error), std::vector<std::string>{with_errno("write error: ", error)});
+        EXPECT_EQ(log.texts(LogLine::error), std::vector<std::string>{with_errno("write error: %m\n", error)});
         EXPECT_EQ(log.formats(LogLine::error), std::vector<std::string>{"write error: %m\n"});
         EXPECT_EQ(log.lines()[0].prefix, "_varnel: ");
     }
@@ -163,7 +157,7 @@ TEST(Xsendto, GivesUpAfterAnyOtherError) {
         const CallScript script({{3}, {-1, EAGAIN}, {-1, error}});
         const LogCapture log;
         EXPECT_EQ(xsendto(kFd, "abcdef", 6, kDestination), 0);
-        EXPECT_EQ(log.texts(LogLine::error), std::vector<std::string>{with_errno("sendto error: ", error)});
+        EXPECT_EQ(log.texts(LogLine::error), std::vector<std::string>{with_errno("sendto error: %m\n", error)});
         EXPECT_EQ(log.formats(LogLine::error), std::vector<std::string>{"sendto error: %m\n"});
     }
 }
@@ -174,6 +168,6 @@ TEST(Xsendto, ReportsAClosedDescriptorAndADatagramTooLong) {
     const Udp sender = Udp::unbound();
     const Bytes bytes(70000);
     EXPECT_EQ(xsendto(sender.fd(), bytes.data(), 70000, kDestination), 0);
-    EXPECT_EQ(log.texts(LogLine::error),
-              (std::vector<std::string>{with_errno("sendto error: ", EBADF), with_errno("sendto error: ", EMSGSIZE)}));
+    EXPECT_EQ(log.texts(LogLine::error), (std::vector<std::string>{with_errno("sendto error: %m\n", EBADF),
+                                                                   with_errno("sendto error: %m\n", EMSGSIZE)}));
 }

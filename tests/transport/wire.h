@@ -104,10 +104,10 @@ inline void write_all(int fd, const Bytes &bytes) {
     ASSERT_EQ(write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
 }
 
-struct BlockDeleter {
+struct ByteBlockDeleter {
     void operator()(uint8_t *block) const { _xfree(block); }
 };
-using BlockPtr = std::unique_ptr<uint8_t, BlockDeleter>;
+using BlockPtr = std::unique_ptr<uint8_t, ByteBlockDeleter>;
 
 struct ClientDeleter {
     void operator()(client *c) const { client_free(c); }

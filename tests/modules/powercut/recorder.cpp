@@ -7,20 +7,20 @@ namespace varnel::test {
 
 namespace {
 
-Recorder *recorder = nullptr;
+Recorder *current_recorder = nullptr;
 
 } // namespace
 
 Recorder::Recorder(std::string folder) : folder_(std::move(folder)) {
-    recorder = this;
+    current_recorder = this;
 }
 
 Recorder::~Recorder() {
-    recorder = nullptr;
+    current_recorder = nullptr;
 }
 
 Recorder *Recorder::current() {
-    return recorder;
+    return current_recorder;
 }
 
 FileNumber Recorder::opened(const std::string &path) {

@@ -8,13 +8,12 @@
 #include <random>
 #include <utility>
 
-using namespace varnel;
-using namespace varnel::modules;
+namespace varnel::modules {
 
 namespace {
 
 // Groups of names and numbers.
-using Content = std::map<std::string, std::map<std::string, std::int32_t>>;
+using Numbers = std::map<std::string, std::map<std::string, std::int32_t>>;
 
 class ChangesTest : public testing::Test {
 protected:
@@ -25,10 +24,10 @@ protected:
     int create_group(const std::string &group) { return memory_.create_group(group, &changes_); }
     int remove_group(const std::string &group) { return memory_.remove_group(group, &changes_); }
 
-    [[nodiscard]] Content content() const {
-        Content found;
+    [[nodiscard]] Numbers content() const {
+        Numbers found;
         const auto collect = [](void *context, const xkey *key, const xdata *value) {
-            auto &group = (*static_cast<Content *>(context))[std::string(text_of(key->group))];
+            auto &group = (*static_cast<Numbers *>(context))[std::string(text_of(key->group))];
             if (value != nullptr)
                 group[std::string(text_of(key->name))] = value->value.i32;
             return 0;
@@ -77,7 +76,7 @@ protected:
 
     ValueStore memory_{"user"};
     Changes changes_;
-    Content file_;
+    Numbers file_;
 };
 
 } // namespace
@@ -110,7 +109,7 @@ TEST_F(ChangesTest, AGroupThatIsMadeByAValueThatGoesIsWritten) {
     ASSERT_EQ(0, unset("g", "n"));
     EXPECT_EQ(1U, size());
     write();
-    EXPECT_EQ((Content{{"g", {}}}), file_);
+    EXPECT_EQ((Numbers{{"g", {}}}), file_);
 }
 
 TEST_F(ChangesTest, RemovalsOfWhatTheFileHasAreKept) {
@@ -124,7 +123,7 @@ TEST_F(ChangesTest, RemovalsOfWhatTheFileHasAreKept) {
     ASSERT_EQ(0, remove_group("h"));
     EXPECT_EQ(3U, size());
     write();
-    EXPECT_EQ((Content{{"g", {{"m", 1}}}}), file_);
+    EXPECT_EQ((Numbers{{"g", {{"m", 1}}}}), file_);
 }
 
 TEST_F(ChangesTest, WhatComesIntoADroppedGroupAndGoesLeavesTheDropAlone) {
@@ -138,12 +137,12 @@ TEST_F(ChangesTest, WhatComesIntoADroppedGroupAndGoesLeavesTheDropAlone) {
     ASSERT_EQ(0, unset("g", "m"));
     EXPECT_EQ(1U, size());
     write();
-    EXPECT_EQ((Content{{"g", {}}}), file_);
+    EXPECT_EQ((Numbers{{"g", {}}}), file_);
     ASSERT_EQ(0, remove_group("g"));
     ASSERT_EQ(0, create_group("g"));
     ASSERT_EQ(0, remove_group("g"));
     write();
-    EXPECT_EQ(Content(), file_);
+    EXPECT_EQ(Numbers(), file_);
 }
 
 TEST_F(ChangesTest, WhatIsTakenBackAfterAWriteThatHasFailedLeavesNothing) {
@@ -182,7 +181,7 @@ TEST_F(ChangesTest, WhatIsTakenBackWhileAWriteSucceedsIsRemovedByTheNext) {
     ASSERT_EQ(0, remove_group("h"));
     store(taken);
     write();
-    EXPECT_EQ((Content{{"g", {}}}), file_);
+    EXPECT_EQ((Numbers{{"g", {}}}), file_);
 }
 
 TEST_F(ChangesTest, WhatTheFileMayHaveIsRemoved) {
@@ -198,7 +197,7 @@ TEST_F(ChangesTest, WhatTheFileMayHaveIsRemoved) {
     ASSERT_EQ(0, remove_group("h"));
     ASSERT_EQ(0, remove_group("i"));
     write();
-    EXPECT_EQ((Content{{"g", {{"stays", 1}}}}), file_);
+    EXPECT_EQ((Numbers{{"g", {{"stays", 1}}}}), file_);
 }
 
 TEST_F(ChangesTest, AGroupThatTheFileMayNotHaveIsMadeAgain) {
@@ -289,3 +288,5 @@ TEST_P(RandomChanges, MakeTheFileLikeTheMemoryWithEveryWriteThatSucceeds) {
 
 INSTANTIATE_TEST_SUITE_P(Failures, RandomChanges, testing::Bool(),
                          [](const auto &in_doubt) { return in_doubt.param ? "InDoubt" : "Certain"; });
+
+} // namespace varnel::modules

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <functional>
 
-using namespace varnel::modules;
+namespace varnel::modules {
 
 namespace {
 
@@ -41,3 +41,5 @@ TEST_F(DatabaseTest, ThrowsNothingWhenASuccessLeavesErrnoBehind) {
     EXPECT_EQ(0, result_behind_a_failure([this] { statement.bind(1, 7).step(); }));
     EXPECT_EQ(7, statement.number(0));
 }
+
+} // namespace varnel::modules
