@@ -56,7 +56,7 @@ Connection::~Connection() {
 void Connection::part() {
     if (!std::exchange(parted_, true)) {
         engine_.remove(*this);
-        owner_.keeps(std::exchange(kept_, 0), 0);
+        owner_.keeps(std::exchange(kept_, {}), {});
     }
     doomed_ = true;
     gone_ = false;
@@ -119,9 +119,15 @@ void Connection::handle_now(std::uint32_t id, protocol::Bytes &bytes) {
 void Connection::count_kept() {
     if (parted_)
         return;
-    const std::size_t now = queue_bytes_ + held_bytes_ + waiting_bytes() + endpoint_.bytes();
+    const Kept now{queue_bytes_ + held_bytes_ + staged_bytes() + endpoint_.bytes(), event_bytes()};
     if (now != kept_)
         owner_.keeps(std::exchange(kept_, now), now);
+}
+
+void Connection::give_events_up() {
+    engine_.statistics().lost += drop_events();
+    count_kept();
+    owe();
 }
 
 bool Connection::go_on() {
@@ -228,11 +234,11 @@ bool Connection::queue_is_over() const {
     return queue_bytes_ > limits[Limit::queue_bytes] || queue_.size() > limits[Limit::queue_messages];
 }
 
-// For the largest answer that there is in practice. When there is not much memory for all, one answer waits at a time.
+// For the largest answer that there is in practice. When memory is short for all, there is one at a time, taken or not.
 bool Connection::queue_has_place() const {
     const Limits &limits = engine_.limits();
-    return (queue_.empty() || !owner_.is_full()) &&
-           queue_bytes_ + protocol::kLeastQueueBytes <= limits[Limit::queue_bytes] &&
+    const bool is_first = queue_.empty() && answers_under_way() == 0;
+    return (is_first || !owner_.is_full()) && queue_bytes_ + protocol::kLeastQueueBytes <= limits[Limit::queue_bytes] &&
            queue_.size() < limits[Limit::queue_messages];
 }
 

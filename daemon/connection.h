@@ -19,6 +19,14 @@ namespace varnel::daemon {
 
 class Connection;
 
+// Bytes in memory that wait for a client, or for more of what it sends. Events, which many may wait for, are apart.
+struct Kept {
+    std::size_t bytes = 0;
+    std::size_t events = 0;
+
+    bool operator==(const Kept &) const = default;
+};
+
 // What connections ask of the server.
 class ConnectionOwner {
 public:
@@ -33,7 +41,7 @@ public:
     virtual void rest(Connection &connection) = 0;
 
     // What the connection keeps in memory for its client has become another number of bytes.
-    virtual void keeps(std::size_t before, std::size_t now) = 0;
+    virtual void keeps(Kept before, Kept now) = 0;
 
     // Whether all connections together keep as much as they may.
     [[nodiscard]] virtual bool is_full() const = 0;
@@ -104,8 +112,12 @@ public:
     // Whether the client sends datagrams: anybody can write its address as his own, and networks repeat them.
     [[nodiscard]] virtual bool is_datagram() const { return false; }
 
-    // Bytes in memory that wait for the client, or for more of what it sends: at the end of each of the calls above.
-    [[nodiscard]] std::size_t kept() const { return kept_; }
+    // At the end of each of the calls above.
+    [[nodiscard]] Kept kept() const { return kept_; }
+
+    // Memory is short for all, and the client has most of it: closes the connection, or drops its events.
+    void give_up(const std::string &why) { doom(why); }
+    void give_events_up();
 
     [[nodiscard]] bool waits_for_room() const { return blocked_; }
     [[nodiscard]] bool is_doomed() const { return doomed_; }
@@ -162,7 +174,7 @@ private:
     Repeats repeats_;       // of datagrams
     std::deque<Held> held_; // requests that wait until there is a place for their answers
     std::size_t held_bytes_ = 0;
-    std::size_t kept_ = 0;
+    Kept kept_;
     std::uint32_t event_under_way_ = 0; // id of the event that was sent last
     std::uint32_t next_event_id_;
     std::uint64_t last_heard_; // milliseconds

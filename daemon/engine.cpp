@@ -254,20 +254,28 @@ void Engine::reserve_revisions(std::uint64_t count) {
 // The changes have been made and stay: memory that is short costs no more than the news of them.
 void Engine::publish(const LayerStore &layer, std::vector<Change> changes) {
     for (Change &change : changes) {
+        if (!change.visible())
+            continue;
+        const std::uint64_t revision = history_.revision() + 1;
         try {
-            if (change.visible())
-                publish_one(layer, change);
+            publish_one(layer, change);
         } catch (const std::bad_alloc &) {
-            lose_news();
+            lose_news(revision);
         }
     }
 }
 
-void Engine::lose_news() {
-    history_.forget_all();
-    for (Session *const session : subscribers_)
-        session->lose_events(history_.revision());
+void Engine::lose_news(std::uint64_t revision) noexcept {
+    history_.forget_all(revision);
     statistics_.lost += subscribers_.size();
+    for (Session *const session : subscribers_) {
+        session->lose_events(revision);
+        try {
+            session->wake();
+        } catch (const std::bad_alloc &) {
+            continue; // it is told when it is woken the next time
+        }
+    }
 }
 
 void Engine::publish_one(const LayerStore &layer, Change &change) {

@@ -43,10 +43,10 @@ EventRef History::add(Event event) {
     return added;
 }
 
-void History::forget_all() noexcept {
+void History::forget_all(std::uint64_t revision) noexcept {
     events_.clear();
     bytes_ = 0;
-    forgotten_ = revision_;
+    forgotten_ = revision_ = revision;
 }
 
 void History::replay(std::uint64_t from, const std::function<bool(const EventRef &)> &visit) const {

@@ -42,12 +42,12 @@ public:
     History(std::uint64_t revision, std::size_t most_events, std::size_t most_bytes)
         : revision_(revision), forgotten_(revision), most_events_(most_events), most_bytes_(most_bytes) {}
 
-    // Gives the event the next revision and remembers it; the oldest ones are forgotten past the bounds. With
-    // std::bad_alloc the revision is given all the same, to an event that nobody knows: forget_all then.
+    // Gives the event the next revision and remembers it; the oldest ones are forgotten past the bounds.
     EventRef add(Event event);
 
-    // Remembers nothing of what has been.
-    void forget_all() noexcept;
+    // Remembers nothing of what has been up to a revision, which is the present one or the next: that of an event for
+    // which there was no memory.
+    void forget_all(std::uint64_t revision) noexcept;
 
     [[nodiscard]] std::uint64_t revision() const { return revision_; }
 

@@ -46,6 +46,11 @@ std::optional<std::string> Places::refusal(const std::optional<ucred> &peer, std
     return refusal(taken, is_bounded(peer->uid));
 }
 
+std::optional<ucred> Places::peer(ConnectionNumber connection) const {
+    const auto found = peers_.find(connection);
+    return found != peers_.end() ? std::optional(found->second) : std::nullopt;
+}
+
 void Places::take(ConnectionNumber connection, const std::optional<ucred> &peer) {
     if (!peer || !peers_.emplace(connection, *peer).second)
         return;

@@ -29,6 +29,9 @@ public:
     // The same for a UDP peer, when so many of them are there.
     [[nodiscard]] std::optional<std::string> refusal_of_datagrams(std::size_t datagrams, std::size_t taken) const;
 
+    // Who has the place of a connection, as far as that is known.
+    [[nodiscard]] std::optional<ucred> peer(ConnectionNumber connection) const;
+
     // Of processes.
     void take(ConnectionNumber connection, const std::optional<ucred> &peer);
     void give_back(ConnectionNumber connection);

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <map>
 #include <unistd.h>
 #include <utility>
 
@@ -223,19 +224,44 @@ void Server::close_leavers() {
     }
 }
 
-// What one client may keep waiting, many of them must not add up: the one that has most goes first. It is hardly one
-// that only does its work.
-void Server::part_with_the_greediest() {
-    if (kept_ <= engine_.limits()[Limit::kept_bytes])
-        return;
-    Connection *greediest = nullptr;
-    for_each([&greediest](Connection &connection) {
-        if (greediest == nullptr || connection.kept() > greediest->kept())
-            greediest = &connection;
+// The connection that keeps most: of the user, and of that one's process, whose connections keep most together. So many
+// small ones of one program are no better than a large one, and nobody else has to go for them. UDP peers are one user:
+// whoever sends datagrams can be all of them.
+Connection *Server::greediest(std::size_t Kept::*bytes) const {
+    using Party = std::pair<std::int64_t, std::int64_t>; // user and process
+    const auto party_of = [this](const Connection &connection) {
+        const std::optional<ucred> peer = places_.peer(connection.number());
+        return peer ? Party{peer->uid, peer->pid} : Party{-1, 0};
+    };
+    std::map<std::int64_t, std::size_t> of_user;
+    std::map<Party, std::size_t> of_party;
+    for_each([&](const Connection &connection) {
+        const Party party = party_of(connection);
+        of_user[party.first] += connection.kept().*bytes;
+        of_party[party] += connection.kept().*bytes;
     });
-    if (greediest != nullptr)
-        doom(*greediest, "of " + std::to_string(kept_) + " bytes that wait for all clients, it has the most, " +
-                             std::to_string(greediest->kept()));
+    Connection *most = nullptr;
+    std::array<std::size_t, 3> most_bytes{};
+    for_each([&](Connection &connection) {
+        const Party party = party_of(connection);
+        const std::array kept{of_user[party.first], of_party[party], connection.kept().*bytes};
+        if (most == nullptr || kept > most_bytes) {
+            most = &connection;
+            most_bytes = kept;
+        }
+    });
+    return most;
+}
+
+// What one client may keep waiting, many of them must not add up.
+void Server::keep_within_bounds() {
+    const std::size_t bound = engine_.limits()[Limit::kept_bytes];
+    Connection *const most = kept_.bytes > bound ? greediest(&Kept::bytes) : nullptr;
+    if (most != nullptr)
+        most->give_up(std::to_string(kept_.bytes) + " bytes wait for all clients, and " +
+                      std::to_string(most->kept().bytes) + " for this one");
+    while (kept_.events > bound)
+        greediest(&Kept::events)->give_events_up();
 }
 
 // ---- turns and timers
@@ -273,7 +299,7 @@ void Server::end_of_turn() {
         if (!owing_.empty())
             continue;    // requests of leavers may still be handled
         close_leavers(); // locks that become free are news for others
-        part_with_the_greediest();
+        keep_within_bounds();
     } while (!owing_.empty() || !leaving_.empty());
     set_wait_timer();
 }

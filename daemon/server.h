@@ -88,8 +88,11 @@ public:
     void owe(Connection &connection) override { owing_.push_back(&connection); }
     void rest(Connection &connection) override { resting_.push_back(&connection); }
     [[nodiscard]] Clock::time_point clock() const override { return Clock::now(); }
-    void keeps(std::size_t before, std::size_t now) override { kept_ += now - before; }
-    [[nodiscard]] bool is_full() const override { return kept_ >= engine_.limits()[Limit::kept_bytes]; }
+    void keeps(Kept before, Kept now) override {
+        kept_.bytes += now.bytes - before.bytes;
+        kept_.events += now.events - before.events;
+    }
+    [[nodiscard]] bool is_full() const override { return kept_.bytes >= engine_.limits()[Limit::kept_bytes]; }
     void doom(Connection &connection, const std::string &why) override;
 
     // The client has gone; the connection is closed at the end of the turn.
@@ -110,7 +113,8 @@ private:
     void end_a_rest();
     void forget(Connection *connection);
     void close_leavers();
-    void part_with_the_greediest();
+    void keep_within_bounds();
+    [[nodiscard]] Connection *greediest(std::size_t Kept::*bytes) const;
     void close(ConnectionNumber number);
     void set_wait_timer();
     void keep_house();
@@ -137,7 +141,7 @@ private:
     const int udp_;
     const std::uint64_t flush_interval_;
     ConnectionNumber last_number_ = 0;
-    std::size_t kept_ = 0; // bytes, by all connections
+    Kept kept_; // by all connections
     std::unordered_map<ConnectionNumber, std::unique_ptr<StreamConnection>> streams_;
     std::unordered_map<std::uint64_t, std::unique_ptr<DatagramConnection>> datagrams_; // by address and port
     Places places_;

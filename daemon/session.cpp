@@ -92,6 +92,16 @@ void Session::note_lost(const Event &event) {
     }
 }
 
+std::size_t Session::drop_events() {
+    const std::size_t dropped = waiting_.size();
+    for (const Waiting &waiting : waiting_)
+        note_lost(*waiting.event);
+    waiting_.clear();
+    live_ = past_ = {};
+    lost_ = true;
+    return dropped;
+}
+
 void Session::lose_events(std::uint64_t revision) noexcept {
     lost_ = true;
     for (Subscription &subscription : subscriptions_)

@@ -74,10 +74,14 @@ public:
     std::optional<protocol::Bytes> take_event(std::uint64_t revision);
     [[nodiscard]] bool has_events() const { return lost_ || !waiting_.empty(); }
 
-    // Of events and rows that wait.
-    [[nodiscard]] std::size_t waiting_bytes() const {
-        return live_.bytes + past_.bytes + (staged_ ? staged_->bytes : 0);
-    }
+    // Bytes of the events that wait, which others may wait for, too.
+    [[nodiscard]] std::size_t event_bytes() const { return live_.bytes + past_.bytes; }
+
+    // Gives the events that wait up as lost; how many there were.
+    std::size_t drop_events();
+
+    // Of rows that wait.
+    [[nodiscard]] std::size_t staged_bytes() const { return staged_ ? staged_->bytes : 0; }
 
     // Counts a request; false when there were more in this second than rate. now is in milliseconds.
     bool within_rate(std::uint64_t now, std::uint32_t rate);

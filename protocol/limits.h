@@ -75,7 +75,7 @@ constexpr LimitRow kLimits[] = {
     {"locks", "locks", 64, 1, 4096, "held and awaited; each is looked at when another is asked for"},
     {"lock_wait", "milliseconds", 600000, 1, 86400000, "a wait keeps a place in the queue"},
     {"staged_bytes", "bytes", 4194304, 1024, 268435456, "a large write is collected before any of it is done"},
-    {"kept_bytes", "bytes", 33554432, 1048576, std::numeric_limits<std::uint32_t>::max(),
+    {"kept_bytes", "bytes", 33554432, 4194304, std::numeric_limits<std::uint32_t>::max(),
      "what one client may keep waiting, many clients together may not"},
     {"history_events", "events", 1024, 16, 65536, "what a client that reconnects can be told"},
     {"history_bytes", "bytes", 1048576, 262144, 268435456, "the same, for large values"},

@@ -15,6 +15,7 @@
 using varnel::daemon::Connection;
 using varnel::daemon::ConnectionOwner;
 using varnel::daemon::Engine;
+using varnel::daemon::Kept;
 using varnel::daemon::Limit;
 using varnel::daemon::Limits;
 using varnel::protocol::kFirstEventId;
@@ -27,7 +28,10 @@ public:
             connection.settle();
     }
     void rest(Connection &) override { ++rests; }
-    void keeps(std::size_t before, std::size_t now) override { kept += now - before; }
+    void keeps(Kept before, Kept now) override {
+        kept += now.bytes - before.bytes;
+        kept_events += now.events - before.events;
+    }
     [[nodiscard]] bool is_full() const override { return full; }
     [[nodiscard]] Clock::time_point clock() const override { return time; }
     void doom(Connection &, const std::string &why) override { reasons += why + "; "; }
@@ -36,6 +40,7 @@ public:
     int owed = 0;
     int rests = 0;
     std::size_t kept = 0;
+    std::size_t kept_events = 0;
     bool full = false;
     Clock::time_point time;
 };

@@ -340,3 +340,13 @@ TEST_F(EngineWatch, WithoutMemoryForItsNewsAChangeIsDoneAllTheSame) {
         EXPECT_EQ(notify("", "", after), "ok volatile " + std::to_string(after) + " 0");
     }
 }
+
+TEST_F(EngineWatch, WhoLosesNewsIsWoken) {
+    notify();
+    ask(client(2), notify_request("volatile"));
+    ask(client(3), notify_request("volatile"));
+    client(2).is_short_of_memory = true;
+    set("net", "port", "1");
+    for (const varnel::daemon::ConnectionNumber number : {1, 3})
+        EXPECT_GE(client(number).wakes, 2) << number; // for the group and for the value
+}

@@ -109,13 +109,15 @@ TEST(History, ForgetsAll) {
     History history(41, 10, 10000);
     for (const char *const name : {"a", "b"})
         history.add(change(name));
-    history.forget_all();
-    EXPECT_EQ(history.revision(), 43U);
-    EXPECT_EQ(revisions(history, 0), "");
-    EXPECT_FALSE(history.remembers(42));
-    EXPECT_TRUE(history.remembers(43));
+    for (const std::uint64_t revision : {43U, 44U}) {
+        history.forget_all(revision);
+        EXPECT_EQ(history.revision(), revision);
+        EXPECT_EQ(revisions(history, 0), "");
+        EXPECT_FALSE(history.remembers(revision - 1));
+        EXPECT_TRUE(history.remembers(revision));
+    }
     history.add(change("c"));
-    EXPECT_EQ(revisions(history, 43), "44c ");
+    EXPECT_EQ(revisions(history, 44), "45c ");
 }
 
 TEST(History, GivesOutAnEventThatItCannotRemember) {

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Every row of the table of limits: reached over the real socket, answered as docs/protocol.md says, with one log line
 // where it ends the connection, while another client is served on.
-#include "daemon.h"
-#include "messages.h"
+#include "limited.h"
 
 #include "protocol/limits.h"
 
@@ -15,35 +14,6 @@
 namespace varnel::test {
 
 namespace {
-
-const Message kVersion = message(control_other, "version");
-
-// A daemon with one limit, one client that reaches it, and one that must not notice.
-class Limited : public Daemon {
-public:
-    Limited(const std::string &name, std::uint32_t number) {
-        options = {"--limits", name + "=" + std::to_string(number)};
-        start();
-    }
-
-    // Serves another client by now and, when that is what reaching the limit does, has closed the connection of the
-    // peer with one line.
-    void expect_others_served() {
-        Peer other = Peer::over_unix(socket);
-        EXPECT_EQ(status_of(other.ask(1, kVersion)), Status::ok);
-    }
-    void expect_closed(Peer &peer, const std::string &why) {
-        EXPECT_TRUE(peer.is_closed());
-        EXPECT_TRUE(logs("closed: " + why)) << why;
-        EXPECT_EQ(log_lines("closed: "), 1U);
-        expect_others_served();
-    }
-    void expect_alive(Peer &peer, std::uint32_t id) {
-        EXPECT_EQ(status_of(peer.ask(id, kVersion)), Status::ok);
-        EXPECT_EQ(log_lines("closed: "), 0U);
-        expect_others_served();
-    }
-};
 
 void reach_clients() {
     Limited daemon("clients", 2);
@@ -214,30 +184,25 @@ void reach_staged_bytes() {
     daemon.expect_alive(peer, 6);
 }
 
-// Two clients that leave large writes unfinished: when both are too much the one with more goes. The other's is done.
+// Two connections of one client leave large writes unfinished: when both are too much the one with more goes. The
+// other's is done.
 void reach_kept_bytes() {
-    constexpr std::uint32_t kMost = 1048576;
+    constexpr std::uint32_t kMost = 4194304;
     Limited daemon("kept_bytes", kMost);
     Peer modest = Peer::over_unix(daemon.socket);
     Peer greedy = Peer::over_unix(daemon.socket);
     std::uint32_t id = 0;
-    const auto part = [&id](Peer &peer, const char *group, std::uint32_t flags) {
-        ++id;
-        const Message set =
-            message(control_set, "volatile", kInMemory, flags, group, std::to_string(id), long_text(60000));
-        return status_of(peer.ask(id, set));
-    };
-    for (int i = 0; i < 5; ++i)
-        EXPECT_EQ(part(modest, "modest", protocol::kWriteMore), Status::ok);
+    while (id < 5)
+        EXPECT_EQ(send_part(modest, ++id, "modest"), Status::ok);
     const auto fill = [&] {
         while (id < 2 * kMost / 60000)
-            part(greedy, "greedy", protocol::kWriteMore);
+            send_part(greedy, ++id, "greedy");
     };
     EXPECT_THROW(fill(), std::runtime_error); // it is closed while a part arrives
     EXPECT_GT(id, kMost / 62000);
-    daemon.expect_closed(greedy, "of 10");
-    EXPECT_TRUE(daemon.logs(" bytes that wait for all clients, it has the most, 7"));
-    EXPECT_EQ(part(modest, "modest", kNoFlags), Status::ok);
+    daemon.expect_closed(greedy, "42"); // so many bytes, and some
+    EXPECT_TRUE(daemon.logs(" bytes wait for all clients, and 39"));
+    EXPECT_EQ(status_of(modest.ask(++id, set_message("volatile", "modest", "last", long_text(1)))), Status::ok);
     const std::string keys = daemon.control({"keys", "volatile"}).out;
     EXPECT_EQ(std::count(keys.begin(), keys.end(), '\n'), 6) << keys;
     EXPECT_EQ(keys.find("greedy"), std::string::npos) << keys;
@@ -334,12 +299,6 @@ const struct {
     {"rate", reach_rate},
 };
 
-Status status_of_new_peer(const Daemon &daemon) {
-    Peer peer = Peer::over_unix(daemon.socket);
-    peer.send(encode(packet_of(1, kVersion.encode(), 1)));
-    return peer.receive() ? Status::ok : Status::too_many;
-}
-
 class LimitRows : public testing::TestWithParam<std::size_t> {};
 
 TEST_P(LimitRows, IsReached) {
@@ -352,26 +311,6 @@ INSTANTIATE_TEST_SUITE_P(Table, LimitRows, testing::Range(std::size_t{0}, std::s
                          [](const testing::TestParamInfo<std::size_t> &row) {
                              return protocol::kLimits[row.param].name;
                          });
-
-// A program that forgets its connections leaves room for others.
-TEST(Clients, OfOneProcessDoNotGetAllPlaces) {
-    Limited daemon("clients", 8);
-    std::vector<Peer> peers;
-    for (int i = 0; i < 7; ++i) {
-        peers.push_back(Peer::over_unix(daemon.socket));
-        EXPECT_EQ(status_of(peers.back().ask(1, kVersion)), Status::ok);
-    }
-    for (int i = 0; i < 5; ++i) {
-        Peer refused = Peer::over_unix(daemon.socket);
-        EXPECT_TRUE(refused.is_closed());
-    }
-    EXPECT_TRUE(daemon.logs("connection refused (1 since the last line): process " + std::to_string(getpid()) +
-                            " has 7 of the 8 places"));
-    EXPECT_LE(daemon.log_lines("refused"), 2U); // one a second
-    EXPECT_EQ(daemon.control({"set", "volatile:g:a", "1"}).code, 0);
-    peers.pop_back();
-    EXPECT_TRUE(eventually([&] { return status_of_new_peer(daemon) == Status::ok; }));
-}
 
 // However small the limits are, a client that takes its answers gets all of them.
 TEST(Queue, OfTheLeastSizeTakesEveryAnswer) {
