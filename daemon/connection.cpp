@@ -119,7 +119,7 @@ void Connection::handle_now(std::uint32_t id, protocol::Bytes &bytes) {
 void Connection::count_kept() {
     if (parted_)
         return;
-    const Kept now{queue_bytes_ + held_bytes_ + staged_bytes() + endpoint_.bytes(), event_bytes()};
+    const Kept now{queue_bytes_ + held_bytes_ + staged_bytes() + endpoint_.kept_bytes(), event_bytes()};
     if (now != kept_)
         owner_.keeps(std::exchange(kept_, now), now);
 }

@@ -256,20 +256,20 @@ void Engine::publish(const LayerStore &layer, std::vector<Change> changes) {
     for (Change &change : changes) {
         if (!change.visible())
             continue;
-        const std::uint64_t revision = history_.revision() + 1;
+        const std::uint64_t next = history_.revision() + 1;
         try {
             publish_one(layer, change);
         } catch (const std::bad_alloc &) {
-            lose_news(revision);
+            lose_news(next);
         }
     }
 }
 
-void Engine::lose_news(std::uint64_t revision) noexcept {
-    history_.forget_all(revision);
+void Engine::lose_news(std::uint64_t last) noexcept {
+    history_.forget_all(last);
     statistics_.lost += subscribers_.size();
     for (Session *const session : subscribers_) {
-        session->lose_events(revision);
+        session->lose_events(last);
         try {
             session->wake();
         } catch (const std::bad_alloc &) {

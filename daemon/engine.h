@@ -140,7 +140,7 @@ private:
     void publish(const LayerStore &layer, std::vector<Change> changes);
     void reserve_revisions(std::uint64_t count);
     void publish_one(const LayerStore &layer, Change &change);
-    void lose_news(std::uint64_t revision) noexcept;
+    void lose_news(std::uint64_t last) noexcept;
     static protocol::Message write_answer(std::uint32_t code, const ChangeSet &changes, int durability,
                                           std::uint64_t revision, std::uint32_t visible);
     void answer_waits(const std::vector<Waited> &done);

@@ -250,7 +250,7 @@ std::size_t bytes_of(hashmap *messages) {
 
 } // namespace
 
-std::size_t Endpoint::bytes() const {
+std::size_t Endpoint::kept_bytes() const {
     return (sending() != 0 ? bytes_of(record_->send_map) : 0) + (receiving() != 0 ? bytes_of(record_->recv_map) : 0);
 }
 

@@ -78,7 +78,7 @@ public:
     [[nodiscard]] std::uint32_t sending() const;   // messages whose packets wait for acknowledgements
     [[nodiscard]] std::uint32_t receiving() const; // messages that have arrived in part
     [[nodiscard]] bool holds_bytes() const;        // of a packet that has arrived in part
-    [[nodiscard]] std::size_t bytes() const;       // that both kinds of messages take in memory
+    [[nodiscard]] std::size_t kept_bytes() const;  // that both kinds of messages take in memory
 
 private:
     struct ClientDeleter {

@@ -347,6 +347,6 @@ TEST_F(EngineWatch, WhoLosesNewsIsWoken) {
     ask(client(3), notify_request("volatile"));
     client(2).is_short_of_memory = true;
     set("net", "port", "1");
-    for (const varnel::daemon::ConnectionNumber number : {1, 3})
+    for (const varnel::daemon::ConnectionNumber number : {1U, 3U})
         EXPECT_GE(client(number).wakes, 2) << number; // for the group and for the value
 }
